@@ -1,0 +1,31 @@
+#pragma once
+// Host services the emulated machine relies on. The core only declares them; the
+// platform layer (platform/) defines them on POSIX and the standard library, and a
+// front end may register the few that differ (the repaint request).
+#include <cstddef>
+#include <cstdint>
+
+// ROM images: loads the lower ROM, BASIC, the credit ROM and (bit 7 of type) AMSDOS
+// into the machine record. Returns false and holds nothing on any failure.
+bool PAL_LoadRoms(uint8_t type);
+// Frees every ROM image the machine holds; safe to call twice.
+void PAL_FreeRoms();
+
+// Folder the ROM files are read from; "../ROM/" unless a front end says otherwise.
+void PAL_SetRomDirectory(const char* directory);
+const char* PAL_GetRomDirectory();
+
+// Trace library access, used once by the trace call.
+void* PAL_OpenTraceLibrary(const char* fileName);
+void* PAL_FindTraceEntry(void* library, const char* entryName);
+void* PAL_ProgramModuleHandle();
+void PAL_GetLocalHostName(char* buffer, size_t size);
+
+// Milliseconds since an arbitrary start; only differences are meaningful.
+uint32_t PAL_GetTickCount();
+
+// Asks the host to repaint the emulated screen. Safe to call from the emulation
+// thread; does nothing until a front end installs a handler.
+using PAL_RepaintHandler = void (*)();
+void PAL_SetRepaintHandler(PAL_RepaintHandler handler);
+void PAL_RequestRepaint();

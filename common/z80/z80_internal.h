@@ -1,0 +1,59 @@
+#pragma once
+// Operations shared by the instruction groups of the processor. Not for use outside
+// common/z80 and its tests.
+#include "common/machine/machine.h"
+#include "common/z80/z80.h"
+
+// --- Memory and fetch helpers -------------------------------------------------------
+inline uint8_t Z80_ReadMem(Z80_State* state, uint16_t address) {
+    return state->machine->ReadMem(address);
+}
+inline uint16_t Z80_ReadWord(Z80_State* state, uint16_t address) {
+    uint8_t low = Z80_ReadMem(state, address);
+    return static_cast<uint16_t>(low | (Z80_ReadMem(state, static_cast<uint16_t>(address + 1)) << 8));
+}
+inline uint8_t Z80_FetchByte(Z80_State* state) { return Z80_ReadMem(state, state->PC++); }
+inline uint16_t Z80_FetchWord(Z80_State* state) {
+    uint16_t word = Z80_ReadWord(state, state->PC);
+    state->PC = static_cast<uint16_t>(state->PC + 2);
+    return word;
+}
+// R counts in bits 0-6 only; bit 7 keeps the value last loaded.
+inline void Z80_CountR(Z80_State* state) {
+    state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + 1) & 0x7F));
+}
+
+// --- Shared arithmetic (each adds its time argument to the counter) ------------------
+void Z80_SetSZP(Z80_State* state, uint8_t value);
+void Z80_Add8(Z80_State* state, uint8_t value, bool withCarry, uint8_t time);
+void Z80_Sub8(Z80_State* state, uint8_t value, bool withCarry, bool store, uint8_t time);
+void Z80_And(Z80_State* state, uint8_t value, uint8_t time);
+void Z80_Xor(Z80_State* state, uint8_t value, uint8_t time);
+void Z80_Or(Z80_State* state, uint8_t value, uint8_t time);
+void Z80_Inc8(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_Dec8(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_Add16(Z80_State* state, uint16_t& pair, uint16_t value, bool withCarry, uint8_t time);
+void Z80_Sbc16(Z80_State* state, uint16_t& pair, uint16_t value);
+void Z80_Rst(Z80_State* state, uint16_t address, uint8_t time);
+void Z80_CallNN(Z80_State* state);
+void Z80_ExSP(Z80_State* state, uint16_t& pair, uint8_t time);
+
+// --- Rotate and shift table, indexed by bits 3-5 of a CB opcode ----------------------
+using Z80_ShiftOperation = void (*)(Z80_State* state, uint8_t& value, uint8_t time);
+extern Z80_ShiftOperation g_Z80ShiftOperations[8];
+void Z80_RLC(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_RRC(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_RL(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_RR(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_SLA(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_SRA(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_SLL(Z80_State* state, uint8_t& value, uint8_t time);
+void Z80_SRL(Z80_State* state, uint8_t& value, uint8_t time);
+
+// --- Instruction groups ---------------------------------------------------------------
+void Z80_SetPrefix(Z80_State* state, uint8_t byte);
+void Z80_Step_Regular(Z80_State* state, uint8_t opcode);
+void Z80_Step_CB(Z80_State* state, uint8_t opcode);
+void Z80_Step_ED(Z80_State* state, uint8_t opcode);
+// Called with the byte after DD/FD, or with the displacement for DD CB / FD CB.
+void Z80_Step_DD_FD(Z80_State* state, uint8_t byte);

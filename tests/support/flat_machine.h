@@ -1,0 +1,38 @@
+#pragma once
+// A machine of 64 KB flat RAM for running the processor on its own. Port writes are
+// recorded with the processor time they happened at; the interrupt line is a flag.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/machine/machine.h"
+#include "common/z80/z80.h"
+
+struct FlatPortWrite {
+    uint16_t port;
+    uint8_t value;
+    uint32_t time;       // processor time when the write happened
+    uint32_t updatedAt;  // microseconds passed to Update before the write
+};
+
+struct FlatMachine {
+    uint8_t memory[65536];
+    uint8_t portValue;               // what every IN reads
+    std::vector<FlatPortWrite> writes;
+    std::vector<uint16_t> reads;
+    uint32_t updatedMicroseconds;    // sum of all Update calls
+    bool interruptPending;           // raised by a test, cleared on acknowledge
+    int resets;
+    int retis;
+};
+
+extern FlatMachine g_Flat;
+
+// Clears the flat memory and the records and returns the machine record wired to them.
+CPC_Machine* FlatMachine_Create();
+// Initialises and resets a processor on the flat machine (PC = 0, SP = 0xFFFF, F = 0xFF).
+void FlatMachine_ResetProcessor(Z80_State* state);
+// Copies bytes into the flat memory.
+void FlatMachine_Load(uint16_t address, const std::vector<uint8_t>& bytes);
+// Reads an assembled test program (tests/z80asm/NAME.asm) from the build tree.
+std::vector<uint8_t> LoadTestProgram(const std::string& name);
