@@ -39,6 +39,9 @@ struct CRTC_State {
     int16_t lineTime;          // microseconds since the last monitor line started
 };
 
+// Clears the fields the machine reset clears, before the handler set's reset runs.
+void CRTC_ClearResetState(CRTC_State* crtc);
+
 // Stores the CRTC type and installs the precise or fast handler set.
 void CRTC_Init(uint8_t type);
 void CRTC_InstallBest();
