@@ -11,15 +11,24 @@ bool PAL_LoadRoms(uint8_t type);
 // Frees every ROM image the machine holds; safe to call twice.
 void PAL_FreeRoms();
 
-// Folder the ROM files are read from; "../ROM/" unless a front end says otherwise.
+// Folder the ROM files are read from; "../ROM/" unless a front end says otherwise. A
+// folder given without a trailing separator gets one; null or empty restores the default.
+// The text returned stays valid until the next PAL_SetRomDirectory.
 void PAL_SetRomDirectory(const char* directory);
 const char* PAL_GetRomDirectory();
 
-// Trace library access, used once by the trace call.
+// Trace library access, used once by the trace call. fileName is the library's plain
+// name ("Zindrel"), which the host turns into its own file name (libZindrel.so) and finds
+// by its normal library search; a name with a dot or a slash is used as given.
 void* PAL_OpenTraceLibrary(const char* fileName);
 void* PAL_FindTraceEntry(void* library, const char* entryName);
 void* PAL_ProgramModuleHandle();
 void PAL_GetLocalHostName(char* buffer, size_t size);
+
+// True while a debugger is attached to this process.
+bool PAL_DebuggerAttached();
+// Stops in the attached debugger; the caller checks PAL_DebuggerAttached first.
+void PAL_DebugBreak();
 
 // Milliseconds since an arbitrary start; only differences are meaningful.
 uint32_t PAL_GetTickCount();

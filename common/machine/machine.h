@@ -121,6 +121,13 @@ void CPC_ReadBlock(uint16_t address, uint8_t* destination, uint16_t count, uint1
 void CPC_MemAccess(uint8_t operation, void* request);
 void CPC_RetI();
 
+// RAM configurations of the banking port: the RAM block (0-3 base, 4-7 extra) of each page.
+constexpr int CPC_RAM_CONFIGURATION_COUNT = 8;
+extern const uint8_t CPC_RAM_CONFIGURATIONS[CPC_RAM_CONFIGURATION_COUNT][4];
+// Sets the write map to a RAM configuration (low three bits) and rebuilds the read map.
+// Returns false and changes nothing when it needs blocks 4-7 and the machine has none.
+bool CPC_SetRamConfig(uint8_t configuration);
+
 // Ports, PPI, Gate Array and RAM banking.
 uint8_t CPC_in(uint16_t port);
 void CPC_out(uint16_t port, uint8_t value);
