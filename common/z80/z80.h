@@ -68,6 +68,9 @@ void Z80_WriteMem(Z80_State* state, uint16_t address, uint8_t value);
 // Breakpoint check at the end of every step; may set stop reason 1 or 2.
 void Z80_CheckBreakpoints(Z80_State* state);
 
-// Disassembler: one line of at least 44 characters; returns the instruction length.
+// Disassembler: one line of at least Z80_DISASSEMBLY_LINE_SIZE characters (the longest
+// line, "FD 36 80 FF  LD   (IY-128d),FFH (255)" after its address, uses all 44 with its
+// NUL); returns the instruction length.
+constexpr int Z80_DISASSEMBLY_LINE_SIZE = 44;
 uint8_t Z80_Disassemble(Z80_State* state, uint16_t address, char* line);
 uint8_t Z80_GetInstructionSize(Z80_State* state, uint16_t address);

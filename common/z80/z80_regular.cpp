@@ -1,0 +1,333 @@
+// The unprefixed instructions. One switch on the opcode; opcode families share a case
+// and take their registers, pairs and conditions from the operand fields. A case that
+// ends with break gets its time from kZ80RegularTime after the switch; a case that
+// hands its time to a shared operation returns instead.
+#include "common/xtools/xtools.h"
+#include "common/z80/z80_operands.h"
+#include "common/z80/z80_timing.h"
+
+namespace {
+
+inline uint8_t& A(Z80_State* state) {
+    return state->AF.hi;
+}
+inline uint8_t& F(Z80_State* state) {
+    return state->AF.lo;
+}
+
+// Register r of bits 0-2 or 3-5, or the byte at HL for code 6.
+inline uint8_t ReadOperand(Z80_State* state, unsigned code) {
+    if (code == kZ80CodeMemoryHL) return Z80_ReadMem(state, state->HL.w);
+    return Z80_RegisterByCode(state, code);
+}
+
+inline void WriteOperand(Z80_State* state, unsigned code, uint8_t value) {
+    if (code == kZ80CodeMemoryHL)
+        Z80_WriteMem(state, state->HL.w, value);
+    else
+        Z80_RegisterByCode(state, code) = value;
+}
+
+inline void JumpRelative(Z80_State* state, uint8_t displacement) {
+    state->PC = static_cast<uint16_t>(state->PC + static_cast<int8_t>(displacement));
+}
+
+// DJNZ and JR cc when they jump.
+inline void TakeJumpRelative(Z80_State* state, uint8_t displacement) {
+    JumpRelative(state, displacement);
+    state->time += kZ80JumpRelativeTaken;
+}
+
+// RLCA, RRCA, RLA, RRA: S, Z and P/V stay; H and N clear; C is the bit moved out.
+inline void SetAccumulatorRotate(Z80_State* state, unsigned result, uint8_t carry) {
+    A(state) = static_cast<uint8_t>(result);
+    F(state) = static_cast<uint8_t>(
+        (F(state) & (Z80_FLAG_S | Z80_FLAG_Z | Z80_FLAG_PV | kZ80FlagsUndocumented)) | carry);
+}
+
+inline void Exchange(uint16_t& first, uint16_t& second) {
+    uint16_t kept = first;
+    first = second;
+    second = kept;
+}
+
+void Halt(Z80_State* state) {
+    state->halted = 1;
+    if (state->IFF1 == 0) {
+        XT_Trace("* Z80_Step_Regular(): HALT entered while INT DISABLED. Processor hung...");
+        state->running = 0;
+    }
+}
+
+}  // namespace
+
+void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
+    switch (opcode) {
+        case 0x00: break;  // NOP
+
+        case 0x01:
+        case 0x11:
+        case 0x21:
+        case 0x31:  // LD rp,nn
+            Z80_PairByCode(state, opcode >> 4) = Z80_FetchWord(state);
+            break;
+
+        case 0x02: Z80_WriteMem(state, state->BC.w, A(state)); break;
+        case 0x12: Z80_WriteMem(state, state->DE.w, A(state)); break;
+        case 0x0A: A(state) = Z80_ReadMem(state, state->BC.w); break;
+        case 0x1A: A(state) = Z80_ReadMem(state, state->DE.w); break;
+
+        case 0x03:
+        case 0x13:
+        case 0x23:
+        case 0x33: {  // INC rp
+            uint16_t& pair = Z80_PairByCode(state, opcode >> 4);
+            pair = static_cast<uint16_t>(pair + 1);
+            state->intExtra = 0;
+            break;
+        }
+        case 0x0B:
+        case 0x1B:
+        case 0x2B:
+        case 0x3B: {  // DEC rp
+            uint16_t& pair = Z80_PairByCode(state, opcode >> 4);
+            pair = static_cast<uint16_t>(pair - 1);
+            state->intExtra = 0;
+            break;
+        }
+
+        case 0x04:
+        case 0x0C:
+        case 0x14:
+        case 0x1C:
+        case 0x24:
+        case 0x2C:
+        case 0x3C:
+            Z80_Inc8(state, Z80_RegisterByCode(state, opcode >> 3), kZ80RegularTime[opcode]);
+            return;
+        case 0x05:
+        case 0x0D:
+        case 0x15:
+        case 0x1D:
+        case 0x25:
+        case 0x2D:
+        case 0x3D:
+            Z80_Dec8(state, Z80_RegisterByCode(state, opcode >> 3), kZ80RegularTime[opcode]);
+            return;
+        case 0x34:
+        case 0x35: {  // INC (HL), DEC (HL)
+            uint8_t value = Z80_ReadMem(state, state->HL.w);
+            if (opcode == 0x34)
+                Z80_Inc8(state, value, kZ80RegularTime[opcode]);
+            else
+                Z80_Dec8(state, value, kZ80RegularTime[opcode]);
+            Z80_WriteMem(state, state->HL.w, value);
+            return;
+        }
+
+        case 0x06:
+        case 0x0E:
+        case 0x16:
+        case 0x1E:
+        case 0x26:
+        case 0x2E:
+        case 0x36:
+        case 0x3E:
+            WriteOperand(state, opcode >> 3, Z80_FetchByte(state));  // LD r,n
+            break;
+
+        case 0x07:
+            SetAccumulatorRotate(state, (A(state) << 1) | (A(state) >> 7), A(state) >> 7);
+            break;
+        case 0x0F:
+            SetAccumulatorRotate(state, (A(state) >> 1) | (A(state) << 7), A(state) & 1);
+            break;
+        case 0x17:
+            SetAccumulatorRotate(state, (A(state) << 1) | (F(state) & Z80_FLAG_C), A(state) >> 7);
+            break;
+        case 0x1F:
+            SetAccumulatorRotate(state, (A(state) >> 1) | ((F(state) & Z80_FLAG_C) << 7),
+                                 A(state) & 1);
+            break;
+
+        case 0x08: Exchange(state->AF.w, state->AF_.w); break;
+
+        case 0x09:
+        case 0x19:
+        case 0x29:
+        case 0x39:  // ADD HL,rp
+            Z80_Add16(state, state->HL.w, Z80_PairByCode(state, opcode >> 4), false,
+                      kZ80RegularTime[opcode]);
+            return;
+
+        case 0x10: {  // DJNZ d
+            uint8_t displacement = Z80_FetchByte(state);
+            if (--state->BC.hi != 0) TakeJumpRelative(state, displacement);
+            break;
+        }
+        case 0x18: JumpRelative(state, Z80_FetchByte(state)); break;  // JR d
+        case 0x20:
+        case 0x28:
+        case 0x30:
+        case 0x38: {  // JR cc,d
+            uint8_t displacement = Z80_FetchByte(state);
+            if (Z80_ConditionHolds(state, (opcode >> 3) & 3)) TakeJumpRelative(state, displacement);
+            break;
+        }
+
+        case 0x22: {  // LD (nn),HL
+            uint16_t address = Z80_FetchWord(state);
+            Z80_WriteMem(state, address, state->HL.lo);
+            Z80_WriteMem(state, static_cast<uint16_t>(address + 1), state->HL.hi);
+            break;
+        }
+        case 0x2A: state->HL.w = Z80_ReadWord(state, Z80_FetchWord(state)); break;
+        case 0x32: Z80_WriteMem(state, Z80_FetchWord(state), A(state)); break;
+        case 0x3A: A(state) = Z80_ReadMem(state, Z80_FetchWord(state)); break;
+
+        case 0x27: Z80_Daa(state); break;
+        case 0x2F:  // CPL
+            A(state) = static_cast<uint8_t>(~A(state));
+            F(state) |= Z80_FLAG_H | Z80_FLAG_N;
+            break;
+        case 0x37:  // SCF
+            F(state) = static_cast<uint8_t>((F(state) & ~(Z80_FLAG_H | Z80_FLAG_N)) | Z80_FLAG_C);
+            break;
+        case 0x3F: {  // CCF: H takes the old carry
+            uint8_t carry = F(state) & Z80_FLAG_C;
+            F(state) = static_cast<uint8_t>((F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_C)) |
+                                            (carry ? Z80_FLAG_H : Z80_FLAG_C));
+            break;
+        }
+
+        case 0x76: Halt(state); break;
+
+        case 0xC0:
+        case 0xC8:
+        case 0xD0:
+        case 0xD8:
+        case 0xE0:
+        case 0xE8:
+        case 0xF0:
+        case 0xF8:
+            if (Z80_ConditionHolds(state, (opcode >> 3) & 7)) {  // RET cc
+                state->PC = Z80_Pop(state);
+                state->time += kZ80ReturnTaken;
+            } else {
+                state->intExtra = 0;
+            }
+            break;
+        case 0xC9: state->PC = Z80_Pop(state); break;
+
+        case 0xC1:
+        case 0xD1:
+        case 0xE1:
+        case 0xF1:  // POP
+            Z80_StackPairByCode(state, (opcode >> 4) & 3) = Z80_Pop(state);
+            break;
+        case 0xC5:
+        case 0xD5:
+        case 0xE5:
+        case 0xF5:  // PUSH
+            Z80_Push(state, Z80_StackPairByCode(state, (opcode >> 4) & 3));
+            break;
+
+        case 0xC2:
+        case 0xCA:
+        case 0xD2:
+        case 0xDA:
+        case 0xE2:
+        case 0xEA:
+        case 0xF2:
+        case 0xFA: {
+            uint16_t target = Z80_FetchWord(state);  // JP cc,nn
+            if (Z80_ConditionHolds(state, (opcode >> 3) & 7)) state->PC = target;
+            break;
+        }
+        case 0xC3: state->PC = Z80_FetchWord(state); break;
+        case 0xE9: state->PC = state->HL.w; break;
+
+        case 0xC4:
+        case 0xCC:
+        case 0xD4:
+        case 0xDC:
+        case 0xE4:
+        case 0xEC:
+        case 0xF4:
+        case 0xFC:
+            if (!Z80_ConditionHolds(state, (opcode >> 3) & 7)) {  // CALL cc,nn
+                state->PC = static_cast<uint16_t>(state->PC + 2);
+                break;
+            }
+            Z80_CallNN(state);
+            return;
+        case 0xCD: Z80_CallNN(state); return;
+
+        case 0xC6:
+        case 0xCE:
+        case 0xD6:
+        case 0xDE:
+        case 0xE6:
+        case 0xEE:
+        case 0xF6:
+        case 0xFE:
+            Z80_AluByCode(state, (opcode >> 3) & 7, Z80_FetchByte(state), kZ80RegularTime[opcode]);
+            return;
+
+        case 0xC7:
+        case 0xCF:
+        case 0xD7:
+        case 0xDF:
+        case 0xE7:
+        case 0xEF:
+        case 0xF7:
+        case 0xFF: Z80_Rst(state, opcode & 0x38, kZ80RegularTime[opcode]); return;
+
+        case 0xD3: {  // OUT (n),A: the device sees the write 2 microseconds in
+            uint16_t port = static_cast<uint16_t>((A(state) << 8) | Z80_FetchByte(state));
+            Z80_UpdateAhead(state, kZ80OutAhead);
+            state->machine->Out(port, A(state));
+            state->time += kZ80RegularTime[opcode] - kZ80OutAhead;
+            return;
+        }
+        case 0xDB: {  // IN A,(n)
+            uint16_t port = static_cast<uint16_t>((A(state) << 8) | Z80_FetchByte(state));
+            A(state) = state->machine->In(port);
+            break;
+        }
+
+        case 0xD9:  // EXX
+            Exchange(state->BC.w, state->BC_.w);
+            Exchange(state->DE.w, state->DE_.w);
+            Exchange(state->HL.w, state->HL_.w);
+            break;
+        case 0xE3: Z80_ExSP(state, state->HL.w, kZ80RegularTime[opcode]); return;
+        case 0xEB: Exchange(state->DE.w, state->HL.w); break;
+
+        case 0xF3: state->IFF1 = state->IFF2 = 0; break;  // DI
+        case 0xFB:  // EI: effective after the next instruction
+            state->IFF1 = 3;
+            state->IFF2 = 1;
+            break;
+        case 0xF9:  // LD SP,HL
+            state->SP = state->HL.w;
+            state->intExtra = 0;
+            break;
+
+        case 0xCB:
+        case 0xDD:
+        case 0xED:
+        case 0xFD: break;  // prefixes: the step never hands them here
+
+        default:
+            if (opcode < 0x80) {  // 40-7F: LD r,r'
+                WriteOperand(state, (opcode >> 3) & 7, ReadOperand(state, opcode & 7));
+                break;
+            }
+            // 80-BF: ADD, ADC, SUB, SBC, AND, XOR, OR, CP with r
+            Z80_AluByCode(state, (opcode >> 3) & 7, ReadOperand(state, opcode & 7),
+                          kZ80RegularTime[opcode]);
+            return;
+    }
+    state->time += kZ80RegularTime[opcode];
+}
