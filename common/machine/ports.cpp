@@ -1,10 +1,92 @@
-// PENDING: replaced by the port decoder, PPI and Gate Array.
+// I/O port decoding. The CPC decodes ports by single address lines, so one OUT can
+// reach several devices at once; reads are decoded by the whole high byte.
+#include "common/disk/fdc.h"
 #include "common/machine/machine.h"
-uint8_t CPC_in(uint16_t) { return 0; }
-void CPC_out(uint16_t, uint8_t) {}
-void CPC_Update(uint8_t) {}
-uint8_t CPC_IntAck() { return 0; }
-uint8_t PPI_in(uint8_t) { return 0; }
-void PPI_out(uint8_t, uint8_t) {}
-void GA_out(uint8_t) {}
-void EXP_out(uint8_t) {}
+#include "common/machine/ports_internal.h"
+#include "common/sound/psg.h"
+#include "common/xtools/xtools.h"
+
+namespace {
+
+// The firmware writes this peripheral reset port at start-up; nothing answers it.
+constexpr uint16_t PERIPHERAL_RESET_PORT = 0xF8FF;
+
+void SelectUpperRom(uint8_t value) {
+    uint8_t number = value;
+    if (number >= CPC_UPPER_ROM_SLOTS || g_Machine.upperRoms[number] == nullptr) {
+        XT_Trace("* CPC_out(): ROM SELECT: ROM %d ABSENT - BASIC", value);
+        number = 0;
+    } else if (number != (g_Machine.memSelect & 0xFF) && number != 0 && number != 7) {
+        // BASIC and AMSDOS are selected constantly by the firmware; only others are news.
+        XT_Trace("CPC_out(): ROM %d selected", number);
+    }
+    CPC_SetRomConfig(static_cast<uint16_t>((g_Machine.memSelect & 0xFF00) | number));
+}
+
+}  // namespace
+
+void CPC_out(uint16_t port, uint8_t value) {
+    bool matched = false;
+    uint8_t index = static_cast<uint8_t>((port >> 8) & 3);
+
+    if ((port & 0xC000) == 0x4000) {
+        GA_out(value);
+        matched = true;
+    } else if ((port & 0x4000) == 0) {
+        g_Machine.crtcOps.out(index, value);
+        matched = true;
+    }
+    if ((port & 0x2000) == 0) {
+        SelectUpperRom(value);
+        matched = true;
+    }
+    if ((port & 0x1000) == 0) {
+        XT_Trace("CPC_out(): PRINTER Write %02XH to port %04hXH", value, port);
+        matched = true;
+    }
+    if ((port & 0x0800) == 0) {
+        PPI_out(index, value);
+        matched = true;
+    }
+    if ((port & 0x0400) == 0 && (port & 0x0080) == 0) {
+        FDC_out(port, value);
+        matched = true;
+    }
+    if (!matched) {
+        XT_Trace("* CPC_out(): Writing value %02XH to UNKNOWN port: %04hXH", value, port);
+        if (port != PERIPHERAL_RESET_PORT) CPC_StopOnUnsupportedPort();
+    }
+}
+
+uint8_t CPC_in(uint16_t port) {
+    uint8_t high = static_cast<uint8_t>(port >> 8);
+    switch (high) {
+        case 0x7F: return 0xFF;  // the Gate Array is write-only
+        case 0xBC:
+        case 0xBD:
+        case 0xBE:
+        case 0xBF: return g_Machine.crtcOps.in(high & 3);
+        case 0xF4:
+        case 0xF5:
+        case 0xF6:
+        case 0xF7: return PPI_in(high & 3);
+        case 0xFA:
+        case 0xFB: return FDC_in(port);
+        default:
+            XT_Trace("* CPC_in(): Reading from UNKNOWN port: %04hXH - Returning 0x00", port);
+            return 0;
+    }
+}
+
+void CPC_Update(uint8_t microseconds) {
+    g_Machine.crtcOps.tick(microseconds);
+    PSG_Update(microseconds);
+}
+
+uint8_t CPC_IntAck() {
+    if (g_Machine.ga.intPending == 0) return 0;
+    g_Machine.ga.intPending = 0;
+    // Keeps the next interrupt at least 32 lines away from this one.
+    g_Machine.ga.intLineCounter &= static_cast<uint8_t>(~0x20);
+    return 1;
+}

@@ -45,3 +45,8 @@ void CRTC_ClearResetState(CRTC_State* crtc);
 // Stores the CRTC type and installs the precise or fast handler set.
 void CRTC_Init(uint8_t type);
 void CRTC_InstallBest();
+
+// Name text of register 0-17 as the monitor prints it; "" for any other number.
+const char* CRTC_RegisterName(int index);
+// Bits of register 0-17 that a write keeps; 0 for any other number.
+uint8_t CRTC_RegisterMask(int index);

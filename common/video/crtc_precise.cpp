@@ -1,11 +1,327 @@
-// PENDING: replaced by the precise CRTC.
+// Precise 6845 model: HCC, RA, VCC and MA advance one character per microsecond, HSYNC
+// and VSYNC come where the registers put them, and every character goes straight to
+// the renderer.
+#include "common/video/crtc_precise.h"
+
+#include <cstring>
+
 #include "common/machine/machine.h"
+#include "common/video/renderer.h"
+#include "common/xtools/xtools.h"
+
 namespace {
-void NoReset() {}
-void NoOut(uint8_t, uint8_t) {}
-uint8_t NoIn(uint8_t) { return 0; }
-void NoTick(uint8_t) {}
+constexpr uint8_t kGaInterruptLines = 52;
+constexpr uint8_t kGaHsyncDelay = 2;  // CRTC HSYNC start to the Gate Array's HSYNC
+constexpr uint8_t kGaVsyncDelay = 2;  // HSYNCs from VSYNC start to the counter resync
+constexpr uint8_t kMaxModeChangeDelay = 4;
+constexpr uint16_t kFrameEndLines = 26;     // CRTC lines from VSYNC start to frame end
+constexpr uint16_t kMinMonitorLines = 272;  // fewer lines and the monitor keeps the frame
+constexpr int16_t kMinLineTime = 60;        // an HSYNC sooner than this starts no line
+constexpr uint8_t kPpiVsync = 0x01;
+constexpr uint8_t kFirstReadableRegister = 12;
+
+inline CRTC_State& Crtc() {
+    return g_Machine.crtc;
+}
+inline bool IsType0() {
+    return g_Machine.crtcType.load(std::memory_order_relaxed) == 0;
+}
+
+// One character clock. The order matters: HSYNC ends before the Gate Array's delays run,
+// and the character is drawn before the counters move on.
+inline void TickOneCharacter(CRTC_State& c) {
+    if (c.hsyncCountdown && --c.hsyncCountdown == 0) GA_CountLine();
+
+    if (c.modeChangeDelay && --c.modeChangeDelay == 0) c.currentMode = g_Machine.ga.screenMode & 3;
+
+    if (c.gaHsyncDelay && --c.gaHsyncDelay == 0) {
+        if (c.lineTime >= kMinLineTime) {
+            PAL_BeginLine();
+            ++c.ML;
+            c.lineTime = 0;
+        }
+        // The Gate Array takes the new mode during its own HSYNC, if that lasts long enough.
+        c.modeChangeDelay =
+            c.hsyncCountdown < kMaxModeChangeDelay ? c.hsyncCountdown : kMaxModeChangeDelay;
+    }
+
+    if (c.hsyncCountdown || c.frameEndCountdown) {
+        PAL_DrawSync();
+    } else if ((c.status & CRTC_STATUS_DISPLAY) && c.ramBlock) {
+        PAL_DrawChar(c.ramBlock + c.byteOffset);
+    } else {
+        PAL_DrawChar(nullptr);
+    }
+
+    ++c.MA;
+    if ((c.MA & 0xFC00) == c.addressBlock) {
+        // Masked so that a stale offset can never leave its 16 KB block.
+        c.byteOffset = static_cast<uint16_t>((c.byteOffset + 2) & 0x3FFE);
+    } else {
+        CRTC_ComputeAddress();
+    }
+
+    ++c.HCC;
+    c.lineTime = static_cast<int16_t>(static_cast<uint16_t>(c.lineTime) + 1);
+
+    if (c.HCC == c.R[0] + 1 && c.hccAtR0) {
+        c.hccAtR0 = false;
+        CRTC_NewLine();
+        CRTC_CheckVSync();
+    }
+    c.hccAtR0 = c.HCC == c.R[0];
+
+    if (c.HCC == c.R[1]) {
+        if (c.lastRaster) c.lineStartMA = static_cast<uint16_t>(c.lineStartMA + c.R[1]);
+        c.status &= static_cast<uint8_t>(~CRTC_STATUS_DISPLAY);
+    }
+
+    if (c.HCC == c.R[2] && c.hsyncCountdown == 0) CRTC_HSyncStart();
+}
+
+void StartNewFrame(CRTC_State& c) {
+    c.SL = 0;
+    c.lineStartMA = c.startAddress;
+    c.RA = 0;
+    c.VCC = 0;
+    if (c.R[6]) c.status |= CRTC_STATUS_VDISPLAY;
+    c.status &= static_cast<uint8_t>(~CRTC_STATUS_VADJUST);
+}
 }  // namespace
-void CRTC_ClearResetState(CRTC_State*) {}
-void CRTC_Init(uint8_t type) { g_Machine.crtcType = type; CRTC_InstallBest(); }
-void CRTC_InstallBest() { g_Machine.crtcOps = {NoReset, NoOut, NoIn, NoTick}; }
+
+void CRTC_ClearResetState(CRTC_State* crtc) {
+    if (!crtc) return;
+    crtc->selectedRegister = 0;
+    std::memset(crtc->R, 0, sizeof crtc->R);
+    crtc->HCC = 0;
+    crtc->RA = 0;
+    crtc->VCC = 0;
+    crtc->lineStartMA = 0;
+    crtc->startAddress = 0;
+    crtc->currentMode = 0;
+    crtc->vsyncCountdown = 0;
+    crtc->SL = 0;
+    crtc->status = 0;
+    crtc->hsyncCountdown = 0;
+    crtc->verticalAdjustCounter = 0;
+    crtc->MA = 0;
+    crtc->addressBlock = 0;
+    crtc->byteOffset = 0;
+    crtc->ramBlock = nullptr;
+    crtc->lastRaster = false;
+}
+
+void CRTC_Init(uint8_t type) {
+    g_Machine.crtcType.store(type, std::memory_order_relaxed);
+    // The line-based variant is not written yet: both speed modes run the precise one.
+    CRTC_InstallBest();
+}
+
+void CRTC_InstallBest() {
+    g_Machine.crtcOps = {CRTC_Reset_best, CRTC_out_best, CRTC_in_best, CRTC_Tick_best};
+}
+
+void CRTC_Reset_best() {
+    CRTC_State& c = Crtc();
+    c.R[0] = 63;
+    c.R[1] = 40;
+    c.R[2] = 46;
+    c.R[3] = 0x8E;
+    c.R[4] = 38;
+    c.R[6] = 25;
+    c.R[7] = 30;
+    c.R[9] = 7;
+    c.R[12] = 0x30;
+    c.VCC = 0;
+    c.HCC = 0;
+    c.RA = 0;
+    c.status = CRTC_STATUS_VDISPLAY | CRTC_STATUS_DISPLAY;
+    c.MA = c.lineStartMA;
+    c.hsyncCountdown = 0;
+    CRTC_ComputeAddress();
+    CRTC_Update_best(CRTC_UPDATE_ALL);
+    c.modeChangeDelay = 0;
+    c.gaHsyncDelay = 0;
+}
+
+void CRTC_out_best(uint8_t index, uint8_t value) {
+    CRTC_State& c = Crtc();
+    switch (index & 3) {
+        case 0:
+            if ((value & 31) < CRTC_REGISTER_COUNT) c.selectedRegister = value & 31;
+            break;
+        case 1: {
+            uint8_t reg = c.selectedRegister;
+            if (reg >= CRTC_REGISTER_COUNT) break;
+            uint8_t masked = value & CRTC_RegisterMask(reg);
+            XT_Trace("CRTC_out_best(): %s: %02XH(%02XH) at SL: %lu (VCC=%lu, RA=%lu), ML: %lu",
+                     CRTC_RegisterName(reg), value, masked, static_cast<unsigned long>(c.SL),
+                     static_cast<unsigned long>(c.VCC), static_cast<unsigned long>(c.RA),
+                     static_cast<unsigned long>(c.ML));
+            c.R[reg] = masked;
+            CRTC_Update_best(reg);
+            break;
+        }
+        default:
+            XT_Trace("+++ CRTC_out_best(): Write (%02XH) to Invalid port %02XH - Ignored.", value,
+                     0xBC + (index & 3));
+            break;
+    }
+}
+
+uint8_t CRTC_in_best(uint8_t index) {
+    const CRTC_State& c = Crtc();
+    unsigned port = 0xBCu + (index & 3);
+    switch (index & 3) {
+        case 0:
+        case 1:
+            XT_Trace("CRTC_in_best(): Reading Write only port %02Xxx, returning 0.", port);
+            return 0;
+        case 2: XT_Trace("CRTC_in_best(): Reading port %02Xxx, returning 0.", port); return 0;
+        default: break;
+    }
+    uint8_t reg = c.selectedRegister;
+    if (reg >= kFirstReadableRegister && reg < CRTC_REGISTER_COUNT) {
+        XT_Trace("CRTC_in_best(): %02Xxx, %02X.", port, c.R[reg]);
+        return c.R[reg];
+    }
+    XT_Trace("CRTC_in_best(): Reading port %02Xxx, selected register (%d) Write Only, returning 0.",
+             port, reg);
+    return 0;
+}
+
+void CRTC_Tick_best(uint8_t microseconds) {
+    CRTC_State& c = Crtc();
+    for (; microseconds; --microseconds) TickOneCharacter(c);
+}
+
+void CRTC_ComputeAddress() {
+    CRTC_State& c = Crtc();
+    c.addressBlock = c.MA & 0xFC00;
+    // The CPC wires MA12-13 to the 16 KB page, MA0-9 to the word and RA0-2 to the 2 KB row.
+    uint16_t address =
+        static_cast<uint16_t>(((c.MA & 0x3000) << 2) + ((c.MA & 0x3FF) << 1) + ((c.RA & 7) << 11));
+    c.ramBlock = g_Machine.baseRam[address >> 14];
+    c.byteOffset = address & 0x3FFE;
+}
+
+void CRTC_HSyncStart() {
+    CRTC_State& c = Crtc();
+    c.hsyncCountdown = c.R[3] & 15;
+    if (c.hsyncCountdown < 2) {
+        XT_Trace("* CRTC_HSyncStart(): HSYNC WIDTH < 2 - NO GA HSYNC...");
+    } else {
+        c.gaHsyncDelay = kGaHsyncDelay;
+    }
+    if (c.hsyncCountdown == 0) XT_Trace("* CRTC_HSyncStart(): HSYNC WIDTH = 0 - NO HSYNC...");
+    c.latchedR5 = c.R[5];
+}
+
+void GA_CountLine() {
+    GA_State& ga = g_Machine.ga;
+    CRTC_State& c = Crtc();
+    bool interrupt = false;
+    ++ga.intLineCounter;
+    if (c.gaVsyncDelay && --c.gaVsyncDelay == 0) {
+        interrupt = (ga.intLineCounter & 0x20) != 0;
+        ga.intLineCounter = 0;
+    }
+    if (ga.intLineCounter == kGaInterruptLines) {
+        ga.intLineCounter = 0;
+        interrupt = true;
+    }
+    if (interrupt) {
+        ga.intPending = 1;
+        c.gaVsyncDelay = 0;
+    }
+}
+
+void CRTC_NewLine() {
+    CRTC_State& c = Crtc();
+    bool newFrame = false;
+    ++c.SL;
+    c.RA = c.lastRaster ? 0 : static_cast<uint8_t>((c.RA + 1) & 31);
+    if (c.status & CRTC_STATUS_VADJUST) {
+        ++c.verticalAdjustCounter;
+        if (c.verticalAdjustCounter == c.latchedR5) newFrame = true;
+    } else if (c.lastRaster) {
+        c.VCC = (c.VCC + 1) & 127;
+        if (c.vccAtR4) {
+            if (c.latchedR5) {
+                c.verticalAdjustCounter = 0;
+                c.status |= CRTC_STATUS_VADJUST;
+            } else {
+                newFrame = true;
+            }
+        }
+        if (c.R[6] == 0 || c.VCC == c.R[6]) c.status &= static_cast<uint8_t>(~CRTC_STATUS_VDISPLAY);
+    }
+    if (newFrame) StartNewFrame(c);
+
+    c.lastRaster = c.RA >= c.R[9];
+    c.vccAtR4 = c.VCC == c.R[4];
+    c.HCC = 0;
+    c.MA = c.lineStartMA;
+    if ((c.status & CRTC_STATUS_VDISPLAY) && c.R[1]) {
+        c.status |= CRTC_STATUS_DISPLAY;
+        CRTC_ComputeAddress();
+    }
+}
+
+void CRTC_CheckVSync() {
+    CRTC_State& c = Crtc();
+    if (c.vsyncCountdown && --c.vsyncCountdown == 0) g_Machine.ppi.portB &= ~kPpiVsync;
+
+    if (c.frameEndCountdown && --c.frameEndCountdown == 0 && c.ML >= kMinMonitorLines) {
+        PAL_EndFrame(c.ML);
+        c.ML = 0;
+    }
+
+    if (c.RA == 0 && c.VCC == c.R[7]) {
+        if (c.vsyncCountdown == 0) {
+            c.gaVsyncDelay = kGaVsyncDelay;
+            c.frameEndCountdown = kFrameEndLines;
+        }
+        uint8_t width = c.R[3] >> 4;
+        c.vsyncCountdown = (!IsType0() || width == 0) ? 16 : width;
+        g_Machine.ppi.portB |= kPpiVsync;
+    }
+}
+
+void CRTC_Update_best(uint8_t registerNumber) {
+    CRTC_State& c = Crtc();
+    bool type0 = IsType0();
+    bool all = registerNumber == CRTC_UPDATE_ALL;
+
+    if ((registerNumber == 9 || all) && c.R[9] > 7) {
+        XT_Trace("* CRTC_Update_best(): Unsupported value for CRTC Reg MaxRaster: %d", c.R[9]);
+    }
+    if (registerNumber == 9) {
+        if (!type0) {
+            c.lastRaster = c.RA >= c.R[9];
+            if (!(c.lastRaster && c.HCC >= c.R[2])) c.vccAtR4 = c.VCC == c.R[4];
+        } else if (c.HCC < c.R[2]) {
+            c.lastRaster = c.RA >= c.R[9];
+        }
+    }
+    if (registerNumber == 12 || registerNumber == 13 || all) {
+        c.startAddress = static_cast<uint16_t>(c.R[12] * 256 + c.R[13]);
+        // Type 1 reloads the start address on every line of the first row; type 0 only
+        // at the frame start.
+        if (!type0 && c.VCC == 0) {
+            if (c.lineStartMA != c.startAddress) {
+                XT_Trace(
+                    "CRTC_Update_best(): Updating MA: %04XH - SL=%lu (VCC=%lu, RA=%lu), ML=%lu",
+                    c.startAddress, static_cast<unsigned long>(c.SL),
+                    static_cast<unsigned long>(c.VCC), static_cast<unsigned long>(c.RA),
+                    static_cast<unsigned long>(c.ML));
+            }
+            c.lineStartMA = c.startAddress;
+            CRTC_ComputeAddress();
+        }
+    }
+    if (registerNumber == 0) c.hccAtR0 = c.HCC == c.R[0];
+    if (registerNumber == 4 && !type0 && !(c.lastRaster && c.HCC >= c.R[2])) {
+        c.vccAtR4 = c.VCC == c.R[4];
+    }
+}

@@ -1,0 +1,287 @@
+// Scanline renderer. Every pixel is produced at a horizontal position x that starts at
+// the horizontal offset x 16 at each monitor line; only x in 0-767 reaches the row.
+#include "common/video/renderer.h"
+
+#include <atomic>
+#include <cstring>
+
+#include "common/host_services.h"
+#include "common/machine/machine.h"
+#include "common/z80/z80.h"
+
+namespace {
+constexpr int kBorderInk = 16;
+constexpr uint8_t kSyncOddColour = 6;
+constexpr uint8_t kSyncEvenColour = 12;
+constexpr uint32_t kFramesPerMeasurement = 100;
+constexpr uint8_t kFrameSkipDivisor = 1;   // every frame is drawn
+constexpr uint16_t kLineByteMask = 0x7FF;  // a line's bytes wrap within a 2 KB block
+
+// Blue, green, red, 0 for each hardware colour.
+const uint8_t kPalette[PAL_PALETTE_ENTRIES * 4] = {
+    0x7F, 0x7F, 0x7F, 0, 0x7F, 0x7F, 0x7F, 0, 0x7F, 0xFF, 0x00, 0, 0x7F, 0xFF, 0xFF, 0,
+    0x7F, 0x00, 0x00, 0, 0x7F, 0x00, 0xFF, 0, 0x7F, 0x7F, 0x00, 0, 0x7F, 0x7F, 0xFF, 0,
+    0x7F, 0x00, 0xFF, 0, 0x7F, 0xFF, 0xFF, 0, 0x00, 0xFF, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0,
+    0x00, 0x00, 0xFF, 0, 0xFF, 0x00, 0xFF, 0, 0x00, 0x7F, 0xFF, 0, 0xFF, 0x7F, 0xFF, 0,
+    0x7F, 0x00, 0x00, 0, 0x7F, 0xFF, 0x00, 0, 0x00, 0xFF, 0x00, 0, 0xFF, 0xFF, 0x00, 0,
+    0x00, 0x00, 0x00, 0, 0xFF, 0x00, 0x00, 0, 0x00, 0x7F, 0x00, 0, 0xFF, 0x7F, 0x00, 0,
+    0x7F, 0x00, 0x7F, 0, 0x7F, 0xFF, 0x7F, 0, 0x00, 0xFF, 0x7F, 0, 0xFF, 0xFF, 0x7F, 0,
+    0x00, 0x00, 0x7F, 0, 0xFF, 0x00, 0x7F, 0, 0x00, 0x7F, 0x7F, 0, 0xFF, 0x7F, 0x7F, 0,
+};
+
+// Pens of a screen byte: mode 0 left pen in the low byte, right pen in the high byte;
+// mode 1 pixel 0 (leftmost) in the low byte up to pixel 3 in the high byte.
+uint16_t g_mode0Pens[256];
+uint32_t g_mode1Pens[256];
+
+// Where the next pixel of a line goes. x saturates at the right edge, so a line that
+// never ends (no HSYNC) cannot wrap round into the row again.
+struct LineCursor {
+    int32_t x;
+    uint8_t* dest;
+    uint8_t* end;
+};
+
+struct RendererState {
+    uint8_t* frameBuffer;
+    LineCursor line;  // the precise CRTC's current monitor line; dest none when not shown
+    uint8_t frameSkipCounter;
+    uint32_t frameCounter;
+    uint32_t savedTime;
+    uint32_t savedTicks;
+    uint16_t bytesPerLine;
+    int16_t lBorder;
+    int16_t rBorder;
+};
+
+RendererState g_renderer;
+std::atomic<uint32_t> g_speedFigure{0};
+std::atomic<uint32_t> g_statusRefresh{0};
+
+inline int Bit(uint8_t byte, int bit) {
+    return (byte >> bit) & 1;
+}
+
+// The pixel output rule for a run of pixels of one colour.
+inline void EmitRun(LineCursor& cursor, uint8_t colour, int count) {
+    if (cursor.x >= -1 && cursor.x + count < PAL_SCREEN_WIDTH &&
+        cursor.end - cursor.dest >= count) {
+        std::memset(cursor.dest, colour, static_cast<size_t>(count));
+        cursor.dest += count;
+        cursor.x += count;
+        return;
+    }
+    for (int i = 0; i < count && cursor.x < PAL_SCREEN_WIDTH; ++i) {
+        ++cursor.x;
+        if (cursor.x >= 0 && cursor.x < PAL_SCREEN_WIDTH && cursor.dest < cursor.end) {
+            *cursor.dest++ = colour;
+        }
+    }
+}
+
+void EmitByte(LineCursor& cursor, uint8_t byte, uint8_t mode, const uint8_t* inks) {
+    switch (mode & 3) {
+        case 0: {
+            uint16_t pens = g_mode0Pens[byte];
+            EmitRun(cursor, inks[pens & 0xFF], 4);
+            EmitRun(cursor, inks[pens >> 8], 4);
+            break;
+        }
+        case 1: {
+            uint32_t pens = g_mode1Pens[byte];
+            for (int pixel = 0; pixel < 4; ++pixel)
+                EmitRun(cursor, inks[(pens >> (8 * pixel)) & 0xFF], 2);
+            break;
+        }
+        case 2:
+            for (int bit = 7; bit >= 0; --bit) EmitRun(cursor, inks[Bit(byte, bit)], 1);
+            break;
+        default: {  // mode 3: the first two pixels of mode 1, each four wide
+            uint32_t pens = g_mode1Pens[byte];
+            EmitRun(cursor, inks[pens & 0xFF], 4);
+            EmitRun(cursor, inks[(pens >> 8) & 0xFF], 4);
+            break;
+        }
+    }
+}
+
+inline int32_t LineStartX() {
+    return int32_t{g_Machine.horizontalOffset.load(std::memory_order_relaxed)} * 16;
+}
+
+inline uint8_t* ShownRow(uint16_t monitorLine) {
+    if (!g_renderer.frameBuffer || monitorLine < PAL_FIRST_SHOWN_LINE ||
+        monitorLine - PAL_FIRST_SHOWN_LINE >= PAL_FRAME_ROWS) {
+        return nullptr;
+    }
+    return g_renderer.frameBuffer +
+           size_t{PAL_FRAME_ROW_BYTES} * (monitorLine - PAL_FIRST_SHOWN_LINE);
+}
+
+// Writes count border pixels at the cursor without moving x (the fast line's borders
+// are placed by arithmetic, not by the pixel rule).
+inline void FillBorder(LineCursor& cursor, uint8_t ink, int32_t count) {
+    if (count > cursor.end - cursor.dest) count = static_cast<int32_t>(cursor.end - cursor.dest);
+    if (count <= 0) return;
+    std::memset(cursor.dest, ink, static_cast<size_t>(count));
+    cursor.dest += count;
+}
+
+void MeasureSpeed() {
+    const Z80_State* processor = g_Machine.processor;
+    uint32_t now = processor ? processor->time : 0;
+    if (now > g_renderer.savedTime && g_renderer.savedTicks != 0) {
+        uint32_t elapsed = PAL_GetTickCount() - g_renderer.savedTicks;
+        if (elapsed)
+            g_speedFigure.store((now - g_renderer.savedTime) / elapsed, std::memory_order_relaxed);
+    }
+    g_renderer.savedTime = now;
+    g_renderer.savedTicks = PAL_GetTickCount();
+    g_statusRefresh.store(1, std::memory_order_release);
+}
+}  // namespace
+
+void PAL_SetFrameBuffer(uint8_t* buffer) {
+    g_renderer.frameBuffer = buffer;
+    g_renderer.line = LineCursor{0, nullptr, nullptr};
+}
+
+uint8_t* PAL_GetFrameBuffer() {
+    return g_renderer.frameBuffer;
+}
+
+const uint8_t* PAL_GetPalette() {
+    return kPalette;
+}
+
+bool PAL_InitVideoTables() {
+    for (int value = 0; value < 256; ++value) {
+        uint8_t b = static_cast<uint8_t>(value);
+        int left = Bit(b, 7) + 2 * Bit(b, 3) + 4 * Bit(b, 5) + 8 * Bit(b, 1);
+        int right = Bit(b, 6) + 2 * Bit(b, 2) + 4 * Bit(b, 4) + 8 * Bit(b, 0);
+        g_mode0Pens[value] = static_cast<uint16_t>(left | right << 8);
+        uint32_t pens = 0;
+        for (int pixel = 0; pixel < 4; ++pixel) {
+            uint32_t pen = static_cast<uint32_t>(Bit(b, 7 - pixel) + 2 * Bit(b, 3 - pixel));
+            pens |= pen << (8 * pixel);
+        }
+        g_mode1Pens[value] = pens;
+    }
+    return true;
+}
+
+void PAL_BeginLine() {
+    if (g_renderer.frameSkipCounter) return;
+    LineCursor& line = g_renderer.line;
+    line.x = LineStartX();
+    line.dest = ShownRow(g_Machine.crtc.ML);
+    line.end = line.dest ? line.dest + PAL_SCREEN_WIDTH : nullptr;
+}
+
+void PAL_DrawChar(const uint8_t* videoBytes) {
+    LineCursor& line = g_renderer.line;
+    if (g_renderer.frameSkipCounter || !line.dest) return;
+    const uint8_t* inks = g_Machine.ga.penInks;
+    if (!videoBytes) {
+        EmitRun(line, inks[kBorderInk], 16);
+        return;
+    }
+    uint8_t mode = g_Machine.crtc.currentMode;
+    EmitByte(line, videoBytes[0], mode, inks);
+    EmitByte(line, videoBytes[1], mode, inks);
+}
+
+void PAL_DrawSync() {
+    LineCursor& line = g_renderer.line;
+    if (g_renderer.frameSkipCounter || !line.dest) return;
+    for (int i = 0; i < 16 && line.x < PAL_SCREEN_WIDTH; ++i) {
+        ++line.x;
+        if (line.x >= 0 && line.x < PAL_SCREEN_WIDTH && line.dest < line.end) {
+            *line.dest++ = (line.x & 1) ? kSyncOddColour : kSyncEvenColour;
+        }
+    }
+}
+
+void PAL_SetFastGeometry(uint8_t /*registerNumber*/, const uint8_t* registers, int16_t leftBorder,
+                         int16_t rightBorder) {
+    if (registers) g_renderer.bytesPerLine = static_cast<uint16_t>(registers[1] * 2);
+    g_renderer.lBorder = static_cast<int16_t>(leftBorder * 2);
+    g_renderer.rBorder = static_cast<int16_t>(rightBorder * 2);
+}
+
+void PAL_DrawLine(const uint8_t* ramBlock, uint16_t address, uint16_t monitorLine, uint8_t mode) {
+    if (g_renderer.frameSkipCounter) return;
+    uint8_t* row = ShownRow(monitorLine);
+    if (!row) return;
+    const uint8_t* inks = g_Machine.ga.penInks;
+    uint8_t border = inks[kBorderInk];
+    if (!ramBlock) {
+        std::memset(row, border, PAL_SCREEN_WIDTH);
+        return;
+    }
+
+    uint16_t index = address & kLineByteMask;
+    const uint8_t* data = ramBlock + (address & 0x3800);  // stays inside the 16 KB block
+    LineCursor cursor{LineStartX(), row, row + PAL_SCREEN_WIDTH};
+    uint16_t count = g_renderer.bytesPerLine;
+    int32_t lBorder = g_renderer.lBorder;
+    int32_t rBorder = g_renderer.rBorder;
+
+    if (lBorder < 0) {
+        index = static_cast<uint16_t>((index - lBorder) & kLineByteMask);
+        count = static_cast<uint16_t>(count + lBorder);
+    } else if (lBorder > 0) {
+        cursor.x += lBorder * 8;
+        if (cursor.x > 0)
+            FillBorder(cursor, border, cursor.x < PAL_SCREEN_WIDTH ? cursor.x : PAL_SCREEN_WIDTH);
+    }
+    if (rBorder < 0) count = static_cast<uint16_t>(count + rBorder);
+
+    // A count wrapped below zero means "to the right edge": once no pixel can show, the
+    // remaining bytes only push x past the edge.
+    for (; count; --count) {
+        if (cursor.x >= PAL_SCREEN_WIDTH - 1) {
+            cursor.x = PAL_SCREEN_WIDTH;
+            break;
+        }
+        EmitByte(cursor, data[index], mode, inks);
+        index = (index + 1) & kLineByteMask;
+    }
+
+    if (rBorder > 0 && cursor.x < PAL_SCREEN_WIDTH) {
+        int32_t right = cursor.x + rBorder * 8;
+        if (right > PAL_SCREEN_WIDTH) right = PAL_SCREEN_WIDTH;
+        FillBorder(cursor, border, right - (cursor.x > 0 ? cursor.x : 0));
+    }
+}
+
+void PAL_EndFrame(uint16_t monitorLine) {
+    if (g_renderer.frameSkipCounter == 0) {
+        int firstRow = monitorLine < PAL_FIRST_SHOWN_LINE ? 0 : monitorLine - PAL_FIRST_SHOWN_LINE;
+        if (g_renderer.frameBuffer) {
+            uint8_t border = g_Machine.ga.penInks[kBorderInk];
+            for (int row = firstRow; row < PAL_FRAME_ROWS; ++row) {
+                std::memset(g_renderer.frameBuffer + size_t{PAL_FRAME_ROW_BYTES} * row, border,
+                            PAL_SCREEN_WIDTH);
+            }
+        }
+        if (++g_renderer.frameCounter == kFramesPerMeasurement) {
+            g_renderer.frameCounter = 0;
+            MeasureSpeed();
+        }
+        PAL_RequestRepaint();
+    }
+    if (++g_renderer.frameSkipCounter == kFrameSkipDivisor) g_renderer.frameSkipCounter = 0;
+}
+
+uint32_t PAL_GetSpeedFigure() {
+    return g_speedFigure.load(std::memory_order_relaxed);
+}
+
+void PAL_RequestStatusRefresh() {
+    g_statusRefresh.store(1, std::memory_order_release);
+}
+
+bool PAL_TakeStatusRefresh() {
+    return g_statusRefresh.exchange(0, std::memory_order_acq_rel) != 0;
+}

@@ -1,0 +1,102 @@
+// brallivane-run: the Amstrad CPC without windows, for tests, benchmarks and scripts.
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "common/video/renderer.h"
+#include "tools/runner/key_script.h"
+#include "tools/runner/runner_machine.h"
+#include "tools/runner/runner_options.h"
+#include "tools/runner/screenshot.h"
+
+namespace {
+
+constexpr int EXIT_DONE = 0;
+constexpr int EXIT_BAD_USAGE = 1;
+constexpr int EXIT_NO_MACHINE = 2;
+constexpr int EXIT_TEXT_NOT_SEEN = 3;
+
+constexpr uint64_t MICROSECONDS_PER_MILLISECOND = 1000;
+
+int Fail(const std::string& message, int code) {
+    std::fprintf(stderr, "brallivane-run: %s\n", message.c_str());
+    return code;
+}
+
+// Runs one action; returns an exit code, EXIT_DONE to go on.
+int RunAction(RunnerMachine& machine, const RunnerAction& action) {
+    switch (action.kind) {
+        case RunnerActionKind::RunMs:
+            if (!Runner_Run(machine, action.milliseconds * MICROSECONDS_PER_MILLISECOND)) {
+                return Fail("the processor stopped advancing time", EXIT_NO_MACHINE);
+            }
+            return EXIT_DONE;
+        case RunnerActionKind::UntilText:
+            if (!Runner_RunUntilText(machine, action.text,
+                                     action.milliseconds * MICROSECONDS_PER_MILLISECOND)) {
+                if (machine.stalled) return Fail("the processor stopped advancing time", EXIT_NO_MACHINE);
+                return Fail("\"" + action.text + "\" was not on the screen within " +
+                                std::to_string(action.milliseconds) + " ms",
+                            EXIT_TEXT_NOT_SEEN);
+            }
+            return EXIT_DONE;
+        case RunnerActionKind::Type: {
+            std::vector<KeyStroke> strokes;
+            std::string error;
+            if (!Runner_ParseTypedText(action.text, strokes, error)) return Fail(error, EXIT_BAD_USAGE);
+            if (!Runner_Type(machine, strokes)) {
+                return Fail("the keys were not taken in (processor stalled)", EXIT_NO_MACHINE);
+            }
+            return EXIT_DONE;
+        }
+        case RunnerActionKind::Screenshot: {
+            std::string error;
+            if (!Runner_WriteScreenshot(action.text.c_str(), machine.frameBuffer.data(),
+                                        PAL_GetPalette(), error)) {
+                return Fail(error, EXIT_BAD_USAGE);
+            }
+            return EXIT_DONE;
+        }
+        case RunnerActionKind::ScreenText:
+            for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
+            std::fflush(stdout);
+            return EXIT_DONE;
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    RunnerOptions options;
+    std::string error;
+    switch (Runner_ParseArguments(argc, argv, options, error)) {
+        case RunnerParseResult::Help: std::fputs(Runner_HelpText(), stdout); return EXIT_DONE;
+        case RunnerParseResult::Error: return Fail(error, EXIT_BAD_USAGE);
+        case RunnerParseResult::Run: break;
+    }
+
+    RunnerMachine machine;
+    if (!Runner_StartMachine(machine, options.type, options.crtcType, options.romDirectory,
+                             error)) {
+        return Fail(error, EXIT_NO_MACHINE);
+    }
+
+    auto hostStart = std::chrono::steady_clock::now();
+    int code = EXIT_DONE;
+    for (const RunnerAction& action : options.actions) {
+        code = RunAction(machine, action);
+        if (code != EXIT_DONE) break;
+    }
+    auto hostMilliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
+                                std::chrono::steady_clock::now() - hostStart)
+                                .count();
+
+    if (options.bench) {
+        uint64_t speed = machine.elapsed / static_cast<uint64_t>(hostMilliseconds > 0 ? hostMilliseconds : 1);
+        std::printf("speed: %llu\n", static_cast<unsigned long long>(speed));
+    }
+    Runner_ReportRepeatedStops(machine, stderr);
+    Runner_ShutdownMachine(machine);
+    return code;
+}

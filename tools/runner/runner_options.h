@@ -1,0 +1,30 @@
+#pragma once
+// Command line of brallivane-run: machine options, then actions run in the order given.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText };
+
+struct RunnerAction {
+    RunnerActionKind kind;
+    uint64_t milliseconds;  // RunMs: time to run; UntilText: time limit
+    std::string text;       // UntilText, Type: the text; Screenshot: the file name
+};
+
+struct RunnerOptions {
+    uint8_t type = 0xC2;  // configuration byte of the machine (6128)
+    uint8_t crtcType = 1;
+    std::string romDirectory = "../ROM/";
+    bool bench = false;
+    std::vector<RunnerAction> actions;
+};
+
+enum class RunnerParseResult { Run, Help, Error };
+
+// Fills options from the arguments. On Error, error says what is wrong.
+RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, RunnerOptions& options,
+                                        std::string& error);
+
+// The text --help prints.
+const char* Runner_HelpText();
