@@ -15,7 +15,9 @@ constexpr uint8_t PSG_BUS_SELECT = 3;
 
 constexpr uint8_t PPI_PORT_C_CASSETTE_BITS = 0x30;  // motor and write data
 
-uint8_t BusFunction(uint8_t portC) { return static_cast<uint8_t>(portC >> 6); }
+uint8_t BusFunction(uint8_t portC) {
+    return static_cast<uint8_t>(portC >> 6);
+}
 
 }  // namespace
 
@@ -32,7 +34,8 @@ void PPI_out(uint8_t index, uint8_t value) {
             }
             break;
         case 1:
-            XT_Trace("* PPI_out(): PPI Port B (F5) Write %02XH -> Incompatible CPC, Ignored", value);
+            XT_Trace("* PPI_out(): PPI Port B (F5) Write %02XH -> Incompatible CPC, Ignored",
+                     value);
             CPC_StopOnUnsupportedPort();
             break;
         case 2:
@@ -47,7 +50,8 @@ void PPI_out(uint8_t index, uint8_t value) {
             break;
         case 3:
             ppi.control = value;
-            if ((value & 0x80) == 0) XT_Trace("* PPI_out(): PPI Control: Bit Set/Reset not supported");
+            if ((value & 0x80) == 0)
+                XT_Trace("* PPI_out(): PPI Control: Bit Set/Reset not supported");
             break;
     }
 }
@@ -57,9 +61,7 @@ uint8_t PPI_in(uint8_t index) {
         case 0: return g_Machine.ppi.portA;
         case 1: return g_Machine.ppi.portB;
         case 2: return g_Machine.ppi.portC;
-        default:
-            XT_Trace("* PPI_in(): Reading from Control: Invalid - Returning 0x00");
-            return 0;
+        default: XT_Trace("* PPI_in(): Reading from Control: Invalid - Returning 0x00"); return 0;
     }
 }
 

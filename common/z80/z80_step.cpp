@@ -183,7 +183,8 @@ void Z80_Step(Z80_State* state) {
         UpdateDevices(state, notedTime);
     }
 
-    Z80_CheckBreakpoints(state);
+    // Only the list's nodes can stop the processor here, so an empty list needs no call.
+    if (state->breakpoints) Z80_CheckBreakpoints(state);
     if (state->stopReason == Z80_STOP_UNKNOWN_INSTRUCTION) {
         // Show the offending instruction, prefixes included, as if it had not begun.
         state->PC = state->startPC;

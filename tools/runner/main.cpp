@@ -4,6 +4,7 @@
 #include <string>
 
 #include "common/video/renderer.h"
+#include "common/xtools/xtools.h"
 #include "tools/runner/key_script.h"
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
@@ -34,7 +35,8 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action) {
         case RunnerActionKind::UntilText:
             if (!Runner_RunUntilText(machine, action.text,
                                      action.milliseconds * MICROSECONDS_PER_MILLISECOND)) {
-                if (machine.stalled) return Fail("the processor stopped advancing time", EXIT_NO_MACHINE);
+                if (machine.stalled)
+                    return Fail("the processor stopped advancing time", EXIT_NO_MACHINE);
                 return Fail("\"" + action.text + "\" was not on the screen within " +
                                 std::to_string(action.milliseconds) + " ms",
                             EXIT_TEXT_NOT_SEEN);
@@ -43,7 +45,8 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action) {
         case RunnerActionKind::Type: {
             std::vector<KeyStroke> strokes;
             std::string error;
-            if (!Runner_ParseTypedText(action.text, strokes, error)) return Fail(error, EXIT_BAD_USAGE);
+            if (!Runner_ParseTypedText(action.text, strokes, error))
+                return Fail(error, EXIT_BAD_USAGE);
             if (!Runner_Type(machine, strokes)) {
                 return Fail("the keys were not taken in (processor stalled)", EXIT_NO_MACHINE);
             }
@@ -76,6 +79,8 @@ int main(int argc, char** argv) {
         case RunnerParseResult::Run: break;
     }
 
+    if (!options.trace) XT_AdjustTraceLevel(0);  // from 1 to 0: the trace call does nothing
+
     RunnerMachine machine;
     if (!Runner_StartMachine(machine, options.type, options.crtcType, options.romDirectory,
                              error)) {
@@ -93,7 +98,8 @@ int main(int argc, char** argv) {
                                 .count();
 
     if (options.bench) {
-        uint64_t speed = machine.elapsed / static_cast<uint64_t>(hostMilliseconds > 0 ? hostMilliseconds : 1);
+        uint64_t speed =
+            machine.elapsed / static_cast<uint64_t>(hostMilliseconds > 0 ? hostMilliseconds : 1);
         std::printf("speed: %llu\n", static_cast<unsigned long long>(speed));
     }
     Runner_ReportRepeatedStops(machine, stderr);

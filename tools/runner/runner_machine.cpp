@@ -81,8 +81,8 @@ bool Runner_StartMachine(RunnerMachine& machine, uint8_t type, uint8_t crtcType,
     CPC_Machine* cpc = CPC_Init(type, crtcType);
     if (cpc == nullptr) {
         PAL_SetFrameBuffer(nullptr);
-        error = "the machine could not start: a ROM file is missing or too short in " +
-                romDirectory;
+        error =
+            "the machine could not start: a ROM file is missing or too short in " + romDirectory;
         return false;
     }
     machine.processor = Z80_State{};

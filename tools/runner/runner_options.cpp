@@ -30,6 +30,8 @@ const char* const HELP_TEXT =
     "                               (emulated milliseconds, default 30000)\n"
     "  --bench                      at the end, print \"speed: N\": emulated microseconds\n"
     "                               per host millisecond over all the actions\n"
+    "  --no-trace                   write no trace records (otherwise the trace library\n"
+    "                               beside the program, when present, logs them)\n"
     "  --help                       print this text\n"
     "\n"
     "Actions:\n"
@@ -52,11 +54,16 @@ const char* const HELP_TEXT =
     "example a ROM file is missing), 3 a text was not seen in time.\n";
 
 bool ParseModel(const std::string& value, uint8_t& type) {
-    if (value == "464") type = CPC_MODEL_464;
-    else if (value == "464fdi") type = CPC_MODEL_464_FDI;
-    else if (value == "664") type = CPC_MODEL_664;
-    else if (value == "6128") type = CPC_MODEL_6128;
-    else return false;
+    if (value == "464")
+        type = CPC_MODEL_464;
+    else if (value == "464fdi")
+        type = CPC_MODEL_464_FDI;
+    else if (value == "664")
+        type = CPC_MODEL_664;
+    else if (value == "6128")
+        type = CPC_MODEL_6128;
+    else
+        return false;
     return true;
 }
 
@@ -72,7 +79,9 @@ bool ParseMilliseconds(const std::string& value, uint64_t& result) {
 
 }  // namespace
 
-const char* Runner_HelpText() { return HELP_TEXT; }
+const char* Runner_HelpText() {
+    return HELP_TEXT;
+}
 
 RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, RunnerOptions& options,
                                         std::string& error) {
@@ -82,6 +91,10 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
         if (option == "--help" || option == "-h") return RunnerParseResult::Help;
         if (option == "--bench") {
             options.bench = true;
+            continue;
+        }
+        if (option == "--no-trace") {
+            options.trace = false;
             continue;
         }
         if (option == "--screen-text") {

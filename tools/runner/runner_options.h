@@ -17,6 +17,7 @@ struct RunnerOptions {
     uint8_t crtcType = 1;
     std::string romDirectory = "../ROM/";
     bool bench = false;
+    bool trace = true;  // trace records go to the trace library when it is present
     std::vector<RunnerAction> actions;
 };
 

@@ -44,7 +44,8 @@ int DecodeByte(uint8_t mode, uint8_t b, uint8_t* pens) {
             for (int p = 0; p < 8; ++p) pens[p] = static_cast<uint8_t>(bit(7 - p));
             return 8;
         case 1:
-            for (int p = 0; p < 4; ++p) pens[p] = static_cast<uint8_t>(bit(7 - p) | bit(3 - p) << 1);
+            for (int p = 0; p < 4; ++p)
+                pens[p] = static_cast<uint8_t>(bit(7 - p) | bit(3 - p) << 1);
             return 4;
         case 0:
             pens[0] = static_cast<uint8_t>(bit(7) | bit(3) << 1 | bit(5) << 2 | bit(1) << 3);
@@ -70,12 +71,11 @@ Cell ReadCell(const ScreenView& view, int row, int column) {
         int x = 0;
         for (int k = 0; k < bytesPerCell; ++k) {
             int byteInRow = column * bytesPerCell + k;
-            uint16_t ma = static_cast<uint16_t>(view.startAddress + row * view.charsPerRow +
-                                                byteInRow / 2);
+            uint16_t ma =
+                static_cast<uint16_t>(view.startAddress + row * view.charsPerRow + byteInRow / 2);
             uint8_t pens[8];
-            int count = DecodeByte(view.mode, VideoByte(view, ma, static_cast<uint8_t>(line),
-                                                        byteInRow & 1),
-                                   pens);
+            int count = DecodeByte(
+                view.mode, VideoByte(view, ma, static_cast<uint8_t>(line), byteInRow & 1), pens);
             for (int p = 0; p < count && x < CELL_SIZE; ++p) {
                 cell[line * CELL_SIZE + x++] = view.penInks[pens[p] & 15];
             }
@@ -187,7 +187,8 @@ std::vector<std::string> Runner_ReadScreenText(const ScreenView& view) {
     std::vector<Cell> cells;
     cells.reserve(static_cast<size_t>(columns) * view.rows);
     for (int row = 0; row < view.rows; ++row) {
-        for (int column = 0; column < columns; ++column) cells.push_back(ReadCell(view, row, column));
+        for (int column = 0; column < columns; ++column)
+            cells.push_back(ReadCell(view, row, column));
     }
     uint8_t background = BackgroundInk(cells, cellLines);
 

@@ -72,10 +72,12 @@ TEST_F(PortsTest, RomSelectTracesOnlyNewsAndFallsBackToBasic) {
     EXPECT_TRUE(NewTraces().empty());
 
     CPC_out(0xDF00, 5);
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{"* CPC_out(): ROM SELECT: ROM 5 ABSENT - BASIC"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{"* CPC_out(): ROM SELECT: ROM 5 ABSENT - BASIC"});
     EXPECT_EQ(g_Machine.memSelect & 0xFF, 0);
     CPC_out(0xDF00, 200);
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{"* CPC_out(): ROM SELECT: ROM 200 ABSENT - BASIC"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{"* CPC_out(): ROM SELECT: ROM 200 ABSENT - BASIC"});
 
     CPC_out(0xDF00, 7);  // AMSDOS is selected all the time: never traced
     EXPECT_TRUE(NewTraces().empty());
@@ -85,7 +87,8 @@ TEST_F(PortsTest, RomSelectTracesOnlyNewsAndFallsBackToBasic) {
 TEST_F(PortsTest, RomSevenWithoutDiskInterfaceIsBasic) {
     StartMachine(CPC_MODEL_464);
     CPC_out(0xDF00, 7);
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{"* CPC_out(): ROM SELECT: ROM 7 ABSENT - BASIC"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{"* CPC_out(): ROM SELECT: ROM 7 ABSENT - BASIC"});
     EXPECT_EQ(g_Machine.memSelect & 0xFF, 0);
 }
 
@@ -94,13 +97,13 @@ TEST_F(PortsTest, ReadsAreDecodedByTheHighByte) {
     EXPECT_EQ(CPC_in(0x7F00), 0xFF);
     EXPECT_EQ(CPC_in(0xBE00), 0xC2);  // CRTC read, index 2
     EXPECT_EQ(CPC_in(0xBF12), 0xC3);
-    EXPECT_EQ(CPC_in(0xF500), 0x1E);  // PPI port B after reset
+    EXPECT_EQ(CPC_in(0xF500), 0x1E);         // PPI port B after reset
     EXPECT_EQ(CPC_in(0xFB7E) & 0x80, 0x80);  // FDC main status: ready for a command
     EXPECT_TRUE(NewTraces().empty());
 
     EXPECT_EQ(CPC_in(0x1234), 0);
-    EXPECT_EQ(NewTraces(),
-              std::vector<std::string>{"* CPC_in(): Reading from UNKNOWN port: 1234H - Returning 0x00"});
+    EXPECT_EQ(NewTraces(), std::vector<std::string>{
+                               "* CPC_in(): Reading from UNKNOWN port: 1234H - Returning 0x00"});
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
 }
 

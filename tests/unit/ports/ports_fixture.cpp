@@ -22,7 +22,9 @@ fs::path ScratchFolder() {
                              ("brallivane-ports-" + std::to_string(static_cast<long>(getpid())));
     return folder;
 }
-fs::path TraceLog() { return ScratchFolder() / "trace.log"; }
+fs::path TraceLog() {
+    return ScratchFolder() / "trace.log";
+}
 
 void WriteFilled(const fs::path& path, uint8_t first, size_t firstSize, uint8_t second,
                  size_t secondSize) {
@@ -53,9 +55,15 @@ void PrepareOnce() {
 }
 
 void RecordCrtcReset() {}
-void RecordCrtcOut(uint8_t index, uint8_t value) { PortsTest::crtcWrites_.push_back({index, value}); }
-uint8_t RecordCrtcIn(uint8_t index) { return static_cast<uint8_t>(0xC0 | index); }
-void RecordCrtcTick(uint8_t microseconds) { PortsTest::crtcTicks_ += microseconds; }
+void RecordCrtcOut(uint8_t index, uint8_t value) {
+    PortsTest::crtcWrites_.push_back({index, value});
+}
+uint8_t RecordCrtcIn(uint8_t index) {
+    return static_cast<uint8_t>(0xC0 | index);
+}
+void RecordCrtcTick(uint8_t microseconds) {
+    PortsTest::crtcTicks_ += microseconds;
+}
 
 }  // namespace
 

@@ -21,7 +21,7 @@ constexpr uint8_t FAKE_BASIC_BYTE = 0x22;
 constexpr uint8_t FAKE_AMSDOS_BYTE = 0x77;
 
 class PortsTest : public ::testing::Test {
-protected:
+   protected:
     void TearDown() override;
 
     // Builds and resets a machine of the given configuration byte.
@@ -33,11 +33,11 @@ protected:
 
     Z80_State processor_{};
 
-public:
+   public:
     // What the recording CRTC operations received.
     static std::vector<CrtcPortWrite> crtcWrites_;
     static uint32_t crtcTicks_;
 
-private:
+   private:
     size_t traceOffset_ = 0;
 };

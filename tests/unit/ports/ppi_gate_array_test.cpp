@@ -32,8 +32,9 @@ TEST_F(PortsTest, PsgWriteThroughPortAWhileTheBusWrites) {
 TEST_F(PortsTest, UnsupportedPpiFunctionsStopOrTrace) {
     StartMachine(CPC_MODEL_464);
     CPC_out(0xF500, 0xAA);
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{
-                               "* PPI_out(): PPI Port B (F5) Write AAH -> Incompatible CPC, Ignored"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{
+                  "* PPI_out(): PPI Port B (F5) Write AAH -> Incompatible CPC, Ignored"});
     EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT);
     EXPECT_EQ(CPC_in(0xF500), 0x1E);
 
@@ -45,13 +46,14 @@ TEST_F(PortsTest, UnsupportedPpiFunctionsStopOrTrace) {
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
 
     CPC_out(0xF700, 0x07);  // bit set/reset: traced only
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{"* PPI_out(): PPI Control: Bit Set/Reset not supported"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{"* PPI_out(): PPI Control: Bit Set/Reset not supported"});
     EXPECT_EQ(g_Machine.ppi.control, 0x07);
     CPC_out(0xF700, 0x82);
     EXPECT_TRUE(NewTraces().empty());
     EXPECT_EQ(CPC_in(0xF700), 0);
-    EXPECT_EQ(NewTraces(),
-              std::vector<std::string>{"* PPI_in(): Reading from Control: Invalid - Returning 0x00"});
+    EXPECT_EQ(NewTraces(), std::vector<std::string>{
+                               "* PPI_in(): Reading from Control: Invalid - Returning 0x00"});
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
 }
 
@@ -118,7 +120,8 @@ TEST_F(PortsTest, RamBankingWithTheSecond64K) {
     EXPECT_EQ(g_Machine.writeMap[0], g_Machine.baseRam[0]);
 
     CPC_out(0x7F00, 0xCA);  // a second 64 KB bank does not exist: nothing changes
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{"* EXP_out(): Logical block 1 not supported (only 0 is)"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{"* EXP_out(): Logical block 1 not supported (only 0 is)"});
     EXPECT_EQ(CPC_ReadMem(0x4000), 0x44);
 
     CPC_out(0x7F00, 0xC0);
@@ -130,7 +133,8 @@ TEST_F(PortsTest, RamBankingWithoutExtraRamIsTracedOnly) {
     uint8_t* before[4];
     for (int page = 0; page < 4; ++page) before[page] = g_Machine.writeMap[page];
     CPC_out(0x7F00, 0xC2);
-    EXPECT_EQ(NewTraces(), std::vector<std::string>{"* EXP_out(C2H): RAM Memory management not implemented"});
+    EXPECT_EQ(NewTraces(),
+              std::vector<std::string>{"* EXP_out(C2H): RAM Memory management not implemented"});
     for (int page = 0; page < 4; ++page) EXPECT_EQ(g_Machine.writeMap[page], before[page]);
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
 }

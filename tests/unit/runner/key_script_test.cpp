@@ -25,11 +25,13 @@ TEST(KeyScript, CharactersBecomeKeys) {
 TEST(KeyScript, Escapes) {
     std::vector<KeyStroke> strokes;
     std::string error;
-    ASSERT_TRUE(Runner_ParseTypedText("\\n\\e\\t\\b\\\\\\{COPY}\\{F7}\\{LEFT}", strokes, error)) << error;
+    ASSERT_TRUE(Runner_ParseTypedText("\\n\\e\\t\\b\\\\\\{COPY}\\{F7}\\{LEFT}", strokes, error))
+        << error;
     std::vector<uint8_t> codes;
     for (const KeyStroke& s : strokes) codes.push_back(s.code);
-    EXPECT_EQ(codes, (std::vector<uint8_t>{PSG_KEY_RETURN, PSG_KEY_ESC, PSG_KEY_TAB, PSG_KEY_DEL, '\\',
-                                           PSG_KEY_COPY, PSG_KEY_F0 + 7, PSG_KEY_CURSOR_LEFT}));
+    EXPECT_EQ(codes,
+              (std::vector<uint8_t>{PSG_KEY_RETURN, PSG_KEY_ESC, PSG_KEY_TAB, PSG_KEY_DEL, '\\',
+                                    PSG_KEY_COPY, PSG_KEY_F0 + 7, PSG_KEY_CURSOR_LEFT}));
 
     for (const char* bad : {"\\", "\\x", "\\{NOPE}", "\\{COPY", "~", "\x01"}) {
         EXPECT_FALSE(Runner_ParseTypedText(bad, strokes, error)) << bad;

@@ -20,24 +20,28 @@ TEST(RunnerOptions, DefaultsAndMachineOptions) {
     EXPECT_EQ(options.crtcType, 1);
     EXPECT_EQ(options.romDirectory, "../ROM/");
     EXPECT_FALSE(options.bench);
+    EXPECT_TRUE(options.trace);
     EXPECT_TRUE(options.actions.empty());
 
-    ASSERT_EQ(Parse({"--model", "464fdi", "--crtc", "0", "--roms", "/x/roms", "--bench"}, options, error),
-              RunnerParseResult::Run);
+    ASSERT_EQ(
+        Parse({"--model", "464fdi", "--crtc", "0", "--roms", "/x/roms", "--bench", "--no-trace"},
+              options, error),
+        RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
     EXPECT_EQ(options.crtcType, 0);
     EXPECT_EQ(options.romDirectory, "/x/roms/");
     EXPECT_TRUE(options.bench);
+    EXPECT_FALSE(options.trace);
 }
 
 TEST(RunnerOptions, ActionsKeepTheirOrderAndTimeouts) {
     RunnerOptions options;
     std::string error;
-    ASSERT_EQ(Parse({"--until-text", "Ready", "--timeout-ms", "500", "--type", "run\\n",
-                     "--until-text", "Bye", "--run-ms", "20", "--screenshot", "a.png",
-                     "--screen-text"},
-                    options, error),
-              RunnerParseResult::Run);
+    ASSERT_EQ(
+        Parse({"--until-text", "Ready", "--timeout-ms", "500", "--type", "run\\n", "--until-text",
+               "Bye", "--run-ms", "20", "--screenshot", "a.png", "--screen-text"},
+              options, error),
+        RunnerParseResult::Run);
     ASSERT_EQ(options.actions.size(), 6u);
     EXPECT_EQ(options.actions[0].kind, RunnerActionKind::UntilText);
     EXPECT_EQ(options.actions[0].milliseconds, 30000u);
@@ -54,10 +58,11 @@ TEST(RunnerOptions, ActionsKeepTheirOrderAndTimeouts) {
 
 TEST(RunnerOptions, BadUsageIsExplained) {
     const std::vector<std::vector<const char*>> bad = {
-        {"--model", "6129"},     {"--crtc", "2"},          {"--run-ms", "-5"},
-        {"--run-ms", "12x"},     {"--run-ms"},             {"--until-text", ""},
-        {"--type", "\\q"},       {"--type", "caf\xC3\xA9"}, {"--frobnicate"},
-        {"--timeout-ms", "99999999999999999999"},
+        {"--model", "6129"}, {"--crtc", "2"},
+        {"--run-ms", "-5"},  {"--run-ms", "12x"},
+        {"--run-ms"},        {"--until-text", ""},
+        {"--type", "\\q"},   {"--type", "caf\xC3\xA9"},
+        {"--frobnicate"},    {"--timeout-ms", "99999999999999999999"},
     };
     for (const auto& args : bad) {
         RunnerOptions options;

@@ -10,7 +10,7 @@
 namespace {
 
 class ScreenTextTest : public ::testing::Test {
-protected:
+   protected:
     void SetUp() override {
         for (auto& block : ram_) block.assign(16384, 0);
         // Glyph g: eight different lines made from g; space stays blank.
@@ -38,7 +38,9 @@ protected:
         return ((ma & 0x3000u) << 2) | (static_cast<uint32_t>(raster & 7) << 11) |
                ((ma & 0x3FFu) << 1);
     }
-    void Poke(uint32_t address, uint8_t value) { ram_[(address >> 14) & 3][address & 0x3FFF] = value; }
+    void Poke(uint32_t address, uint8_t value) {
+        ram_[(address >> 14) & 3][address & 0x3FFF] = value;
+    }
 
     // Draws glyph g at a cell in the view's mode with the given ink and paper pens.
     void Draw(int row, int column, int g, int ink, int paper) {
@@ -72,7 +74,8 @@ protected:
     }
     void Write(int row, int column, const std::string& text, int ink = 1, int paper = 0) {
         for (size_t i = 0; i < text.size(); ++i) {
-            Draw(row, column + static_cast<int>(i), static_cast<unsigned char>(text[i]), ink, paper);
+            Draw(row, column + static_cast<int>(i), static_cast<unsigned char>(text[i]), ink,
+                 paper);
         }
     }
     void FillPaper(int paper) {
@@ -94,8 +97,8 @@ TEST_F(ScreenTextTest, ModeOneTextWithInverseCursorAndTrimmedLines) {
     view_.mode = 1;
     Write(0, 1, "Amstrad 64K");
     Write(2, 0, "Ready");
-    Draw(3, 0, ' ', 1, 1);      // the cursor on an empty cell
-    Draw(4, 2, 'X', 0, 1);      // inverse: paper and ink swapped
+    Draw(3, 0, ' ', 1, 1);        // the cursor on an empty cell
+    Draw(4, 2, 'X', 0, 1);        // inverse: paper and ink swapped
     Write(24, 36, "End!", 3, 0);  // another pen, last cell of the screen
     auto lines = Runner_ReadScreenText(view_);
     ASSERT_EQ(lines.size(), 25u);
