@@ -65,6 +65,10 @@ inline void Z80_UpdateAhead(Z80_State* state, uint8_t microseconds) {
     state->machine->Update(microseconds);
 }
 
+// IFF1 as EI sets it: the step counts it down after each whole instruction, so
+// interrupts are taken from the end of the instruction after EI on (IFF1 = 1).
+constexpr uint8_t kZ80EnableDelay = 3;
+
 // Bits 5 and 3 of F are never computed: every flag operation carries them over.
 constexpr uint8_t kZ80FlagsUndocumented = 0x28;
 

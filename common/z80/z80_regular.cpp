@@ -305,8 +305,8 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
         case 0xEB: Exchange(state->DE.w, state->HL.w); break;
 
         case 0xF3: state->IFF1 = state->IFF2 = 0; break;  // DI
-        case 0xFB:  // EI: effective after the next instruction
-            state->IFF1 = 3;
+        case 0xFB:                                        // EI
+            state->IFF1 = kZ80EnableDelay;
             state->IFF2 = 1;
             break;
         case 0xF9:  // LD SP,HL

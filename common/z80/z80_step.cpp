@@ -27,9 +27,6 @@ constexpr uint8_t kInterruptMode2Time = 18;
 // The Gate Array leaves 0x86 on the data bus during the acknowledge.
 constexpr uint8_t kInterruptDataBus = 0x86;
 
-// IFF1 value set by EI; the step counts it down to 1 (enabled) over two instructions.
-constexpr uint8_t kEnableDelay = 3;
-
 bool IsPrefixByte(uint8_t byte) {
     return byte == kByteDD || byte == kByteFD || byte == kByteED || byte == kByteCB;
 }

@@ -4,8 +4,8 @@
 using Z80Regular = Z80Test;
 
 namespace {
-constexpr uint8_t S = Z80_FLAG_S, Z = Z80_FLAG_Z, H = Z80_FLAG_H, PV = Z80_FLAG_PV,
-                  N = Z80_FLAG_N, C = Z80_FLAG_C;
+constexpr uint8_t S = Z80_FLAG_S, Z = Z80_FLAG_Z, H = Z80_FLAG_H, PV = Z80_FLAG_PV, N = Z80_FLAG_N,
+                  C = Z80_FLAG_C;
 constexpr uint8_t kBits53 = 0x28;
 }  // namespace
 

@@ -193,11 +193,11 @@ TEST_F(Z80Step, UnknownEdInstructionStopsWithPcOnThePrefix) {
 }
 
 TEST_F(Z80Step, DevicesReceiveEachInstructionsTime) {
-    FlatMachine_Load(0, {0x01, 0x00, 0x10,   // LD BC,0x1000   3
-                         0xC5,               // PUSH BC        4
-                         0xE1,               // POP HL         3
-                         0x3E, 0x12,         // LD A,0x12      2
-                         0xD3, 0x34});       // OUT (0x34),A   3, 2 ahead of the write
+    FlatMachine_Load(0, {0x01, 0x00, 0x10,  // LD BC,0x1000   3
+                         0xC5,              // PUSH BC        4
+                         0xE1,              // POP HL         3
+                         0x3E, 0x12,        // LD A,0x12      2
+                         0xD3, 0x34});      // OUT (0x34),A   3, 2 ahead of the write
     for (int i = 0; i < 4; ++i) Step();
     EXPECT_EQ(cpu.time, 12u);
     EXPECT_EQ(g_Flat.updatedMicroseconds, 12u);
