@@ -1,14 +1,22 @@
 #!/usr/bin/env bash
 # Builds Brallivane and starts the emulator. Until the desktop program exists this is
-# the headless runner: it boots a CPC, prints its screen as text and writes a PNG.
-#   scripts/run.sh [runner options...]    (see build/bin/brallivane-run --help)
-# The ROM images go in ../ROM (next to the project folder) or are named with --roms.
+# the headless runner: by default it boots a CPC 6128 to BASIC, prints its screen as
+# text and writes brallivane-screen.png.
+#   scripts/run.sh [runner options...]    (scripts/run.sh --help lists them)
+# ROM images are read from ../ROM (beside the project folder) unless --roms names a
+# folder; BRALLIVANE_ROMS may name one too.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build -j "$(nproc)" --target brallivane-run
+
+roms=${BRALLIVANE_ROMS:-../ROM}
+if [ ! -d "$roms" ] && [ -d ../shared/roms ]; then roms=../shared/roms; fi
 if [ $# -eq 0 ]; then
     set -- --model 6128 --until-text Ready --screen-text --screenshot brallivane-screen.png
 fi
-exec build/bin/brallivane-run "$@"
+case " $* " in
+    *" --roms "*|*" --help "*) exec build/bin/brallivane-run "$@" ;;
+    *) exec build/bin/brallivane-run --roms "$roms" "$@" ;;
+esac
