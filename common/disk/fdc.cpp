@@ -10,9 +10,13 @@ namespace {
 constexpr uint8_t FDC_MSR_REQUEST_FOR_MASTER = 0x80;
 }
 
-void FDC_Init() { FDC_Reset(); }
+void FDC_Init() {
+    FDC_Reset();
+}
 
-void FDC_Reset() { g_Machine.fdc.mainStatus = FDC_MSR_REQUEST_FOR_MASTER; }
+void FDC_Reset() {
+    g_Machine.fdc.mainStatus = FDC_MSR_REQUEST_FOR_MASTER;
+}
 
 uint8_t FDC_in(uint16_t port) {
     // &FB7E (bit 8 set, bit 0 clear) is the main status register; &FB7F the data register.

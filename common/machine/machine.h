@@ -90,7 +90,7 @@ struct CPC_Machine {
     uint8_t* upperRoms[CPC_UPPER_ROM_SLOTS];  // 0 BASIC, 1 credit ROM, 7 AMSDOS
     uint8_t* baseRam[4];                      // blocks 0-3
     uint8_t* writeMap[4];
-    uint8_t* extraRam[4];                     // blocks 4-7, with CPC_TYPE_EXTRA_RAM
+    uint8_t* extraRam[4];  // blocks 4-7, with CPC_TYPE_EXTRA_RAM
     uint8_t* readMap[4];
 
     Z80_State* processor;  // set by Z80_Init; ports and chips set stop reasons through it
@@ -137,3 +137,6 @@ uint8_t PPI_in(uint8_t index);
 void PPI_out(uint8_t index, uint8_t value);
 void GA_out(uint8_t value);
 void EXP_out(uint8_t value);
+// Unsupported port functions that software may depend on (ports, PPI, PSG) stop the
+// machine with reason 4. Before a processor is attached there is nothing to stop.
+void CPC_StopOnUnsupportedPort();

@@ -2,9 +2,9 @@
 // reach several devices at once; reads are decoded by the whole high byte.
 #include "common/disk/fdc.h"
 #include "common/machine/machine.h"
-#include "common/machine/ports_internal.h"
 #include "common/sound/psg.h"
 #include "common/xtools/xtools.h"
+#include "common/z80/z80.h"
 
 namespace {
 
@@ -81,6 +81,12 @@ uint8_t CPC_in(uint16_t port) {
 void CPC_Update(uint8_t microseconds) {
     g_Machine.crtcOps.tick(microseconds);
     PSG_Update(microseconds);
+}
+
+void CPC_StopOnUnsupportedPort() {
+    if (g_Machine.processor != nullptr) {
+        Z80_SetStopReason(g_Machine.processor, Z80_STOP_UNSUPPORTED_PORT);
+    }
 }
 
 uint8_t CPC_IntAck() {

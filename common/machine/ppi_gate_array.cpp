@@ -1,7 +1,6 @@
 // The 8255 PPI (PSG bus, keyboard row, VSYNC input) and the Gate Array (pens, inks,
 // screen mode, ROM enables, interrupt counter reset, RAM banking).
 #include "common/machine/machine.h"
-#include "common/machine/ports_internal.h"
 #include "common/sound/psg.h"
 #include "common/xtools/xtools.h"
 

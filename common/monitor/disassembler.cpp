@@ -30,7 +30,6 @@ const char* const kRegisters[8] = {"B", "C", "D", "E", "H", "L", "(HL)", "A"};
 const char* const kArithmetic[8] = {"ADD  A,", "ADC  A,", "SUB  ", "SBC  A,",
                                     "AND  ",   "XOR  ",   "OR   ", "CP   "};
 const char* const kShifts[8] = {"RLC", "RRC", "RL", "RR", "SLA", "SRA", "SLL", "SRL"};
-const char* const kBitOperations[4] = {nullptr, "BIT", "RES", "SET"};
 
 const Dbg_IndexNames kIX = {"IX", "IXH", "IXL"};
 const Dbg_IndexNames kIY = {"IY", "IYH", "IYL"};
@@ -282,7 +281,7 @@ uint8_t DisassembleUnprefixed(const Dbg_DisassemblyLine& line, uint8_t opcode) {
 
 uint8_t DisassembleCB(const Dbg_DisassemblyLine& line, uint8_t opcode) {
     if (opcode >= 0x40)
-        Dbg_PrintText(line, "%s  %d,%s", kBitOperations[opcode >> 6], (opcode >> 3) & 7,
+        Dbg_PrintText(line, "%s  %d,%s", DBG_BIT_OPERATIONS[opcode >> 6], (opcode >> 3) & 7,
                       kRegisters[opcode & 7]);
     else
         Dbg_PrintText(line, "%s  %s", kShifts[opcode >> 3], kRegisters[opcode & 7]);
@@ -298,6 +297,8 @@ uint8_t DisassembleED(const Dbg_DisassemblyLine& line, uint8_t opcode) {
 }
 
 }  // namespace
+
+const char* const DBG_BIT_OPERATIONS[4] = {nullptr, "BIT", "RES", "SET"};
 
 uint8_t Dbg_InstructionByte(const Dbg_DisassemblyLine& line, uint8_t offset) {
     return line.state->machine->ReadMem(static_cast<uint16_t>(line.address + offset));

@@ -107,8 +107,6 @@ const IndexedText kIndexedOpcodes[] = {
     {0xE9, "JP   (%s)", kX},
 };
 
-const char* const kBitOperations[4] = {nullptr, "BIT", "RES", "SET"};
-
 // DD CB d o: always four bytes long, decoded only for the (X+d) forms of BIT, RES, SET.
 uint8_t DisassembleIndexedBit(const Dbg_DisassemblyLine& line, const Dbg_IndexNames& names) {
     Dbg_ShowByte(line, 2);
@@ -116,8 +114,8 @@ uint8_t DisassembleIndexedBit(const Dbg_DisassemblyLine& line, const Dbg_IndexNa
     int displacement = static_cast<int8_t>(Dbg_InstructionByte(line, 2));
     uint8_t operation = Dbg_InstructionByte(line, 3);
     if ((operation & 7) == 6 && operation >= 0x40)
-        Dbg_PrintText(line, "%s  %d,(%s%+dd)", kBitOperations[operation >> 6], (operation >> 3) & 7,
-                      names.pair, displacement);
+        Dbg_PrintText(line, "%s  %d,(%s%+dd)", DBG_BIT_OPERATIONS[operation >> 6],
+                      (operation >> 3) & 7, names.pair, displacement);
     return 2;
 }
 

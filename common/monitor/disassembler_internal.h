@@ -23,6 +23,9 @@ struct Dbg_IndexNames {
     const char* low;
 };
 
+// Names of BIT, RES and SET by the top two bits of a CB operation byte (1-3).
+extern const char* const DBG_BIT_OPERATIONS[4];
+
 // The instruction byte at address + offset (wrapping at 64 KB), as the processor sees it.
 uint8_t Dbg_InstructionByte(const Dbg_DisassemblyLine& line, uint8_t offset);
 // Shows the instruction byte at address + offset in its byte column (offset 0-3).

@@ -26,10 +26,6 @@ int TraceTime() {
     return g_Machine.processor ? static_cast<int>(g_Machine.processor->time) : 0;
 }
 
-void StopUnsupported() {
-    if (g_Machine.processor) Z80_SetStopReason(g_Machine.processor, Z80_STOP_UNSUPPORTED_PORT);
-}
-
 void ClearKeyboardMatrix() {
     for (uint8_t& row : Psg().keyboardMatrix) row = 0xFF;
 }
@@ -77,7 +73,7 @@ void SetMixer(uint8_t reg, uint8_t value) {
     if (value & 0x40) {
         // The CPC wires port A as the keyboard input; output there would fight the matrix.
         XT_Trace("PSG_out(): PSG port A set to output: UNSUPPORTED");
-        StopUnsupported();
+        CPC_StopOnUnsupportedPort();
     }
     uint8_t bits = value;
     for (PSG_Channel& ch : g_PsgSound.channels) {
@@ -189,7 +185,7 @@ void PSG_out(uint8_t reg, uint8_t value) {
         default:
             // Registers 14 and 15 are the I/O ports; the CPC only ever reads port A.
             XT_Trace("PSG_out(%d,%d)", reg, value);
-            StopUnsupported();
+            CPC_StopOnUnsupportedPort();
             break;
     }
 }

@@ -18,25 +18,25 @@ struct CRTC_State {
     uint16_t lineStartMA;
     uint16_t startAddress;  // R12 * 256 + R13
     uint16_t MA;
-    uint16_t addressBlock;     // MA & 0xFC00 at the last address computation
-    uint16_t byteOffset;       // of the current character within its RAM block
-    const uint8_t* ramBlock;   // base RAM block holding the current character
-    bool lastRaster;           // RA >= R9
-    bool hccAtR0;              // HCC == R0 after the last character
-    bool vccAtR4;              // VCC == R4, for the next row change
-    uint8_t latchedR5;         // R5 at the last HSYNC start
+    uint16_t addressBlock;    // MA & 0xFC00 at the last address computation
+    uint16_t byteOffset;      // of the current character within its RAM block
+    const uint8_t* ramBlock;  // base RAM block holding the current character
+    bool lastRaster;          // RA >= R9
+    bool hccAtR0;             // HCC == R0 after the last character
+    bool vccAtR4;             // VCC == R4, for the next row change
+    uint8_t latchedR5;        // R5 at the last HSYNC start
     uint8_t verticalAdjustCounter;
-    uint8_t hsyncCountdown;    // nonzero while HSYNC runs
-    uint8_t vsyncCountdown;    // nonzero while VSYNC runs
-    uint16_t SL;               // scan line within the CRTC frame (traces)
+    uint8_t hsyncCountdown;  // nonzero while HSYNC runs
+    uint8_t vsyncCountdown;  // nonzero while VSYNC runs
+    uint16_t SL;             // scan line within the CRTC frame (traces)
     uint8_t status;
-    uint8_t currentMode;       // mode in force for drawing
+    uint8_t currentMode;  // mode in force for drawing
     uint8_t modeChangeDelay;
-    uint8_t gaHsyncDelay;      // CRTC HSYNC start to Gate Array HSYNC
-    uint8_t gaVsyncDelay;      // HSYNCs from VSYNC start to the line counter resync
-    uint16_t ML;               // monitor line within the monitor frame
+    uint8_t gaHsyncDelay;        // CRTC HSYNC start to Gate Array HSYNC
+    uint8_t gaVsyncDelay;        // HSYNCs from VSYNC start to the line counter resync
+    uint16_t ML;                 // monitor line within the monitor frame
     uint16_t frameEndCountdown;  // nonzero also marks the VSYNC blanking
-    int16_t lineTime;          // microseconds since the last monitor line started
+    int16_t lineTime;            // microseconds since the last monitor line started
 };
 
 // Clears the fields the machine reset clears, before the handler set's reset runs.

@@ -62,10 +62,16 @@ inline int Bit(uint8_t byte, int bit) {
     return (byte >> bit) & 1;
 }
 
+// Pixels x + 1 to x + count are produced; the whole run lands when all of them are on
+// the row, which is the usual case and needs no per-pixel test.
+inline bool RunFullyShown(const LineCursor& cursor, int count) {
+    return cursor.x >= -1 && cursor.x + count < PAL_SCREEN_WIDTH &&
+           cursor.end - cursor.dest >= count;
+}
+
 // The pixel output rule for a run of pixels of one colour.
 inline void EmitRun(LineCursor& cursor, uint8_t colour, int count) {
-    if (cursor.x >= -1 && cursor.x + count < PAL_SCREEN_WIDTH &&
-        cursor.end - cursor.dest >= count) {
+    if (RunFullyShown(cursor, count)) {
         std::memset(cursor.dest, colour, static_cast<size_t>(count));
         cursor.dest += count;
         cursor.x += count;
@@ -79,28 +85,56 @@ inline void EmitRun(LineCursor& cursor, uint8_t colour, int count) {
     }
 }
 
-void EmitByte(LineCursor& cursor, uint8_t byte, uint8_t mode, const uint8_t* inks) {
+// Stores 8 pixels held as in DecodeByte, leftmost first, in one 8-byte store.
+inline void StorePixels(uint8_t* dest, uint64_t pixels) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    pixels = __builtin_bswap64(pixels);
+#endif
+    std::memcpy(dest, &pixels, sizeof pixels);
+}
+
+// The pixel output rule for the 8 pixels of one screen byte.
+inline void EmitByte(LineCursor& cursor, uint64_t pixels) {
+    if (RunFullyShown(cursor, 8)) {
+        StorePixels(cursor.dest, pixels);
+        cursor.dest += 8;
+        cursor.x += 8;
+        return;
+    }
+    for (int i = 0; i < 8 && cursor.x < PAL_SCREEN_WIDTH; ++i) {
+        ++cursor.x;
+        if (cursor.x >= 0 && cursor.x < PAL_SCREEN_WIDTH && cursor.dest < cursor.end) {
+            *cursor.dest++ = static_cast<uint8_t>(pixels >> (8 * i));
+        }
+    }
+}
+
+// The 8 pixels of a screen byte as hardware colours, pixel i from the left in bits 8i to
+// 8i + 7. Built in a register, so a whole byte reaches the row in one store: the inks are
+// placed once, and a multiplication copies each into the neighbouring empty bytes.
+inline uint64_t DecodeByte(uint8_t byte, uint8_t mode, const uint8_t* inks) {
+    constexpr uint64_t kTwoWide = 0x0101;
+    constexpr uint64_t kFourWide = 0x01010101;
     switch (mode & 3) {
         case 0: {
             uint16_t pens = g_mode0Pens[byte];
-            EmitRun(cursor, inks[pens & 0xFF], 4);
-            EmitRun(cursor, inks[pens >> 8], 4);
-            break;
+            return (inks[pens & 0xFF] | uint64_t{inks[pens >> 8]} << 32) * kFourWide;
         }
         case 1: {
             uint32_t pens = g_mode1Pens[byte];
-            for (int pixel = 0; pixel < 4; ++pixel)
-                EmitRun(cursor, inks[(pens >> (8 * pixel)) & 0xFF], 2);
-            break;
+            return (inks[pens & 0xFF] | uint64_t{inks[(pens >> 8) & 0xFF]} << 16 |
+                    uint64_t{inks[(pens >> 16) & 0xFF]} << 32 | uint64_t{inks[pens >> 24]} << 48) *
+                   kTwoWide;
         }
-        case 2:
-            for (int bit = 7; bit >= 0; --bit) EmitRun(cursor, inks[Bit(byte, bit)], 1);
-            break;
+        case 2: {
+            uint64_t pixels = 0;
+            for (int pixel = 0; pixel < 8; ++pixel)
+                pixels |= uint64_t{inks[Bit(byte, 7 - pixel)]} << (8 * pixel);
+            return pixels;
+        }
         default: {  // mode 3: the first two pixels of mode 1, each four wide
             uint32_t pens = g_mode1Pens[byte];
-            EmitRun(cursor, inks[pens & 0xFF], 4);
-            EmitRun(cursor, inks[(pens >> 8) & 0xFF], 4);
-            break;
+            return (inks[pens & 0xFF] | uint64_t{inks[(pens >> 8) & 0xFF]} << 32) * kFourWide;
         }
     }
 }
@@ -179,27 +213,33 @@ void PAL_BeginLine() {
 }
 
 void PAL_DrawChar(const uint8_t* videoBytes) {
-    LineCursor& line = g_renderer.line;
-    if (g_renderer.frameSkipCounter || !line.dest) return;
+    if (g_renderer.frameSkipCounter || !g_renderer.line.dest) return;
+    // A local cursor: the pixel stores could otherwise alias it and force reloads.
+    LineCursor line = g_renderer.line;
     const uint8_t* inks = g_Machine.ga.penInks;
     if (!videoBytes) {
         EmitRun(line, inks[kBorderInk], 16);
-        return;
+    } else {
+        uint8_t mode = g_Machine.crtc.currentMode;
+        EmitByte(line, DecodeByte(videoBytes[0], mode, inks));
+        EmitByte(line, DecodeByte(videoBytes[1], mode, inks));
     }
-    uint8_t mode = g_Machine.crtc.currentMode;
-    EmitByte(line, videoBytes[0], mode, inks);
-    EmitByte(line, videoBytes[1], mode, inks);
+    g_renderer.line = line;
 }
 
 void PAL_DrawSync() {
     LineCursor& line = g_renderer.line;
     if (g_renderer.frameSkipCounter || !line.dest) return;
-    for (int i = 0; i < 16 && line.x < PAL_SCREEN_WIDTH; ++i) {
-        ++line.x;
-        if (line.x >= 0 && line.x < PAL_SCREEN_WIDTH && line.dest < line.end) {
-            *line.dest++ = (line.x & 1) ? kSyncOddColour : kSyncEvenColour;
-        }
+    if (line.x >= PAL_SCREEN_WIDTH) return;
+    // Pixels x + 1 to x + 16, x stopping at the right edge; only those on the row are
+    // stored. Most sync characters fall left of the row, so the span is worked out once.
+    int32_t lastX = line.x + 16 < PAL_SCREEN_WIDTH ? line.x + 16 : PAL_SCREEN_WIDTH;
+    int32_t firstShown = line.x + 1 > 0 ? line.x + 1 : 0;
+    int32_t lastShown = lastX < PAL_SCREEN_WIDTH ? lastX : PAL_SCREEN_WIDTH - 1;
+    for (int32_t x = firstShown; x <= lastShown && line.dest < line.end; ++x) {
+        *line.dest++ = (x & 1) ? kSyncOddColour : kSyncEvenColour;
     }
+    line.x = lastX;
 }
 
 void PAL_SetFastGeometry(uint8_t /*registerNumber*/, const uint8_t* registers, int16_t leftBorder,
@@ -244,7 +284,7 @@ void PAL_DrawLine(const uint8_t* ramBlock, uint16_t address, uint16_t monitorLin
             cursor.x = PAL_SCREEN_WIDTH;
             break;
         }
-        EmitByte(cursor, data[index], mode, inks);
+        EmitByte(cursor, DecodeByte(data[index], mode, inks));
         index = (index + 1) & kLineByteMask;
     }
 

@@ -24,14 +24,8 @@ constexpr std::array<uint8_t, 256> MakeSZPTable() {
 }
 constexpr std::array<uint8_t, 256> kSZP = MakeSZPTable();
 
-inline uint8_t& A(Z80_State* state) {
-    return state->AF.hi;
-}
-inline uint8_t& F(Z80_State* state) {
-    return state->AF.lo;
-}
 inline uint8_t CarryIn(Z80_State* state, bool withCarry) {
-    return withCarry ? (F(state) & Z80_FLAG_C) : 0;
+    return withCarry ? (Z80_F(state) & Z80_FLAG_C) : 0;
 }
 
 // Common tail of the eight rotates and shifts: C from the bit moved out, H and N
@@ -39,7 +33,8 @@ inline uint8_t CarryIn(Z80_State* state, bool withCarry) {
 inline void SetShiftResult(Z80_State* state, uint8_t& value, unsigned result, uint8_t carry,
                            uint8_t time) {
     value = static_cast<uint8_t>(result);
-    F(state) = static_cast<uint8_t>((F(state) & kZ80FlagsUndocumented) | kSZP[value] | carry);
+    Z80_F(state) =
+        static_cast<uint8_t>((Z80_F(state) & kZ80FlagsUndocumented) | kSZP[value] | carry);
     state->time += time;
 }
 
@@ -56,51 +51,51 @@ void Z80_InstallShiftOperations() {
 }
 
 void Z80_SetSZP(Z80_State* state, uint8_t value) {
-    F(state) = static_cast<uint8_t>((F(state) & ~kFlagsSZP) | kSZP[value]);
+    Z80_F(state) = static_cast<uint8_t>((Z80_F(state) & ~kFlagsSZP) | kSZP[value]);
 }
 
 void Z80_Add8(Z80_State* state, uint8_t value, bool withCarry, uint8_t time) {
-    uint8_t a = A(state);
+    uint8_t a = Z80_A(state);
     uint8_t carry = CarryIn(state, withCarry);
     unsigned sum = a + value + carry;
     uint8_t result = static_cast<uint8_t>(sum);
-    uint8_t flags = (F(state) & kZ80FlagsUndocumented) | (kSZP[result] & kFlagsSZ);
+    uint8_t flags = (Z80_F(state) & kZ80FlagsUndocumented) | (kSZP[result] & kFlagsSZ);
     if ((a & 0x0F) + (value & 0x0F) + carry >= 0x10) flags |= Z80_FLAG_H;
     if (sum > 0xFF) flags |= Z80_FLAG_C;
     if (~(a ^ value) & (a ^ result) & 0x80) flags |= Z80_FLAG_PV;
-    A(state) = result;
-    F(state) = flags;
+    Z80_A(state) = result;
+    Z80_F(state) = flags;
     state->time += time;
 }
 
 void Z80_Sub8(Z80_State* state, uint8_t value, bool withCarry, bool store, uint8_t time) {
-    uint8_t a = A(state);
+    uint8_t a = Z80_A(state);
     uint8_t carry = CarryIn(state, withCarry);
     uint8_t result = static_cast<uint8_t>(a - value - carry);
-    uint8_t flags = (F(state) & kZ80FlagsUndocumented) | (kSZP[result] & kFlagsSZ) | Z80_FLAG_N;
+    uint8_t flags = (Z80_F(state) & kZ80FlagsUndocumented) | (kSZP[result] & kFlagsSZ) | Z80_FLAG_N;
     if ((a & 0x0F) < (value & 0x0F) + carry) flags |= Z80_FLAG_H;
     if (a < value + carry) flags |= Z80_FLAG_C;
     if ((a ^ value) & (a ^ result) & 0x80) flags |= Z80_FLAG_PV;
-    if (store) A(state) = result;
-    F(state) = flags;
+    if (store) Z80_A(state) = result;
+    Z80_F(state) = flags;
     state->time += time;
 }
 
 void Z80_And(Z80_State* state, uint8_t value, uint8_t time) {
-    A(state) &= value;
-    F(state) = (F(state) & kZ80FlagsUndocumented) | kSZP[A(state)] | Z80_FLAG_H;
+    Z80_A(state) &= value;
+    Z80_F(state) = (Z80_F(state) & kZ80FlagsUndocumented) | kSZP[Z80_A(state)] | Z80_FLAG_H;
     state->time += time;
 }
 
 void Z80_Xor(Z80_State* state, uint8_t value, uint8_t time) {
-    A(state) ^= value;
-    F(state) = (F(state) & kZ80FlagsUndocumented) | kSZP[A(state)];
+    Z80_A(state) ^= value;
+    Z80_F(state) = (Z80_F(state) & kZ80FlagsUndocumented) | kSZP[Z80_A(state)];
     state->time += time;
 }
 
 void Z80_Or(Z80_State* state, uint8_t value, uint8_t time) {
-    A(state) |= value;
-    F(state) = (F(state) & kZ80FlagsUndocumented) | kSZP[A(state)];
+    Z80_A(state) |= value;
+    Z80_F(state) = (Z80_F(state) & kZ80FlagsUndocumented) | kSZP[Z80_A(state)];
     state->time += time;
 }
 
@@ -120,21 +115,22 @@ void Z80_AluByCode(Z80_State* state, unsigned operation, uint8_t value, uint8_t 
 void Z80_Inc8(Z80_State* state, uint8_t& value, uint8_t time) {
     uint8_t old = value;
     value = static_cast<uint8_t>(old + 1);
-    uint8_t flags = (F(state) & (Z80_FLAG_C | kZ80FlagsUndocumented)) | (kSZP[value] & kFlagsSZ);
+    uint8_t flags =
+        (Z80_F(state) & (Z80_FLAG_C | kZ80FlagsUndocumented)) | (kSZP[value] & kFlagsSZ);
     if ((old & 0x0F) == 0x0F) flags |= Z80_FLAG_H;
     if (old == 0x7F) flags |= Z80_FLAG_PV;
-    F(state) = flags;
+    Z80_F(state) = flags;
     state->time += time;
 }
 
 void Z80_Dec8(Z80_State* state, uint8_t& value, uint8_t time) {
     uint8_t old = value;
     value = static_cast<uint8_t>(old - 1);
-    uint8_t flags =
-        (F(state) & (Z80_FLAG_C | kZ80FlagsUndocumented)) | (kSZP[value] & kFlagsSZ) | Z80_FLAG_N;
+    uint8_t flags = (Z80_F(state) & (Z80_FLAG_C | kZ80FlagsUndocumented)) |
+                    (kSZP[value] & kFlagsSZ) | Z80_FLAG_N;
     if ((old & 0x0F) == 0) flags |= Z80_FLAG_H;
     if (old == 0x80) flags |= Z80_FLAG_PV;
-    F(state) = flags;
+    Z80_F(state) = flags;
     state->time += time;
 }
 
@@ -143,7 +139,7 @@ void Z80_Add16(Z80_State* state, uint16_t& pair, uint16_t value, bool withCarry,
     uint8_t carry = CarryIn(state, withCarry);
     uint32_t sum = static_cast<uint32_t>(old) + value + carry;
     uint16_t result = static_cast<uint16_t>(sum);
-    uint8_t flags = F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_C);
+    uint8_t flags = Z80_F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_C);
     if (sum > 0xFFFF) flags |= Z80_FLAG_C;
     if ((old & 0x0FFF) + (value & 0x0FFF) + carry > 0x0FFF) flags |= Z80_FLAG_H;
     if (withCarry) {
@@ -153,22 +149,22 @@ void Z80_Add16(Z80_State* state, uint16_t& pair, uint16_t value, bool withCarry,
         if (~(old ^ value) & (old ^ result) & 0x8000) flags |= Z80_FLAG_PV;
     }
     pair = result;
-    F(state) = flags;
+    Z80_F(state) = flags;
     state->time += time;
 }
 
 void Z80_Sbc16(Z80_State* state, uint16_t& pair, uint16_t value) {
     uint16_t old = pair;
-    uint8_t carry = F(state) & Z80_FLAG_C;
+    uint8_t carry = Z80_F(state) & Z80_FLAG_C;
     uint16_t result = static_cast<uint16_t>(old - value - carry);
-    uint8_t flags = (F(state) & kZ80FlagsUndocumented) | Z80_FLAG_N;
+    uint8_t flags = (Z80_F(state) & kZ80FlagsUndocumented) | Z80_FLAG_N;
     if (old < value + carry) flags |= Z80_FLAG_C;
     if ((old & 0x0FFF) < (value & 0x0FFF) + carry) flags |= Z80_FLAG_H;
     if ((old ^ value) & (old ^ result) & 0x8000) flags |= Z80_FLAG_PV;
     if (result & 0x8000) flags |= Z80_FLAG_S;
     if (result == 0) flags |= Z80_FLAG_Z;
     pair = result;
-    F(state) = flags;
+    Z80_F(state) = flags;
 }
 
 void Z80_Rst(Z80_State* state, uint16_t address, uint8_t time) {
@@ -195,8 +191,8 @@ void Z80_ExSP(Z80_State* state, uint16_t& pair, uint8_t time) {
 // rule: a low-digit correction of 6 when H is set or the digit is above 9, a high
 // correction of 0x60 when C is set or A is above 0x99 (which also sets C).
 void Z80_Daa(Z80_State* state) {
-    uint8_t a = A(state);
-    uint8_t flags = F(state);
+    uint8_t a = Z80_A(state);
+    uint8_t flags = Z80_F(state);
     bool subtract = flags & Z80_FLAG_N;
     uint8_t correction = 0;
     uint8_t carry = flags & Z80_FLAG_C;
@@ -207,9 +203,9 @@ void Z80_Daa(Z80_State* state) {
     }
     bool halfCarry = subtract ? ((flags & Z80_FLAG_H) && (a & 0x0F) < 6) : (a & 0x0F) > 9;
     a = static_cast<uint8_t>(subtract ? a - correction : a + correction);
-    A(state) = a;
-    F(state) = static_cast<uint8_t>(kSZP[a] | (halfCarry ? Z80_FLAG_H : 0) |
-                                    (subtract ? Z80_FLAG_N : 0) | carry);
+    Z80_A(state) = a;
+    Z80_F(state) = static_cast<uint8_t>(kSZP[a] | (halfCarry ? Z80_FLAG_H : 0) |
+                                        (subtract ? Z80_FLAG_N : 0) | carry);
 }
 
 // --- Rotates and shifts (CB group and the indexed bit group) -----------------------
@@ -226,12 +222,12 @@ void Z80_RRC(Z80_State* state, uint8_t& value, uint8_t time) {
 
 void Z80_RL(Z80_State* state, uint8_t& value, uint8_t time) {
     uint8_t out = value >> 7;
-    SetShiftResult(state, value, (value << 1) | (F(state) & Z80_FLAG_C), out, time);
+    SetShiftResult(state, value, (value << 1) | (Z80_F(state) & Z80_FLAG_C), out, time);
 }
 
 void Z80_RR(Z80_State* state, uint8_t& value, uint8_t time) {
     uint8_t out = value & 1;
-    SetShiftResult(state, value, (value >> 1) | ((F(state) & Z80_FLAG_C) << 7), out, time);
+    SetShiftResult(state, value, (value >> 1) | ((Z80_F(state) & Z80_FLAG_C) << 7), out, time);
 }
 
 void Z80_SLA(Z80_State* state, uint8_t& value, uint8_t time) {

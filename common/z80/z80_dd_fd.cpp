@@ -2,7 +2,8 @@
 // and the indexed bit group DD CB d op / FD CB d op. Forms this processor does not
 // implement run as their unprefixed counterpart and then stop the machine.
 #include "common/xtools/xtools.h"
-#include "common/z80/z80_internal.h"
+#include "common/z80/z80_operands.h"
+#include "common/z80/z80_timing.h"
 
 namespace {
 
@@ -21,40 +22,13 @@ uint16_t IndexedAddress(Z80_State* state, const Z80_Pair& index) {
     return static_cast<uint16_t>(index.w + displacement);
 }
 
-// 8-bit register by code 0-7 with the real H and L; code 6 has no register.
-uint8_t* Register(Z80_State* state, uint8_t code) {
+// The register table of the indexed forms: the index register's halves in place of H
+// and L. Code 6 never comes here: every form that names it uses (IX+d).
+uint8_t& IndexedRegister(Z80_State* state, Z80_Pair& index, unsigned code) {
     switch (code & 7) {
-        case 0: return &state->BC.hi;
-        case 1: return &state->BC.lo;
-        case 2: return &state->DE.hi;
-        case 3: return &state->DE.lo;
-        case 4: return &state->HL.hi;
-        case 5: return &state->HL.lo;
-        case 7: return &state->AF.hi;
-        default: return nullptr;
-    }
-}
-
-// The same table with the index register's halves in place of H and L.
-uint8_t* IndexedRegister(Z80_State* state, Z80_Pair& index, uint8_t code) {
-    switch (code & 7) {
-        case 4: return &index.hi;
-        case 5: return &index.lo;
-        default: return Register(state, code);
-    }
-}
-
-// ADD, ADC, SUB, SBC, AND, XOR, OR, CP by the code in bits 3-5 of the opcode.
-void Arithmetic(Z80_State* state, uint8_t opcode, uint8_t value, uint8_t time) {
-    switch ((opcode >> 3) & 7) {
-        case 0: Z80_Add8(state, value, false, time); break;
-        case 1: Z80_Add8(state, value, true, time); break;
-        case 2: Z80_Sub8(state, value, false, true, time); break;
-        case 3: Z80_Sub8(state, value, true, true, time); break;
-        case 4: Z80_And(state, value, time); break;
-        case 5: Z80_Xor(state, value, time); break;
-        case 6: Z80_Or(state, value, time); break;
-        case 7: Z80_Sub8(state, value, false, false, time); break;
+        case 4: return index.hi;
+        case 5: return index.lo;
+        default: return Z80_RegisterByCode(state, code & 7);
     }
 }
 
@@ -69,27 +43,10 @@ void StepIndexedBit(Z80_State* state, uint8_t displacement) {
         Z80_SetStopReason(state, Z80_STOP_UNKNOWN_INSTRUCTION);
         return;
     }
-    uint8_t mask = static_cast<uint8_t>(1 << ((op >> 3) & 7));
     uint8_t value = Z80_ReadMem(state, address);
-    switch (op >> 6) {
-        case 0:  // RLC, RRC, RL, RR, SLA, SRA, SLL, SRL
-            g_Z80ShiftOperations[(op >> 3) & 7](state, value, 7);
-            Z80_WriteMem(state, address, value);
-            break;
-        case 1:  // BIT: S, P/V and C stay as they were
-            state->AF.lo = static_cast<uint8_t>((state->AF.lo & ~(Z80_FLAG_Z | Z80_FLAG_N)) |
-                                                Z80_FLAG_H | ((value & mask) ? 0 : Z80_FLAG_Z));
-            state->time += 6;
-            break;
-        case 2:  // RES
-            Z80_WriteMem(state, address, static_cast<uint8_t>(value & ~mask));
-            state->time += 7;
-            break;
-        case 3:  // SET
-            Z80_WriteMem(state, address, static_cast<uint8_t>(value | mask));
-            state->time += 7;
-            break;
-    }
+    unsigned operation = op >> 6;
+    if (Z80_BitOperation(state, operation, (op >> 3) & 7, value, kZ80IndexedBitTime[operation]))
+        Z80_WriteMem(state, address, value);
 }
 
 // A DD/FD form this processor does not implement: run it without the prefix, then
@@ -144,7 +101,7 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0x2D: Z80_Dec8(state, index.lo, 2); break;
         case 0x26:
         case 0x2E:  // LD IXH,n; LD IXL,n
-            *IndexedRegister(state, index, opcode >> 3) = Z80_FetchByte(state);
+            IndexedRegister(state, index, opcode >> 3) = Z80_FetchByte(state);
             state->time += 3;
             break;
 
@@ -191,7 +148,7 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0x6A:
         case 0x6B:
         case 0x6F:
-            *IndexedRegister(state, index, opcode >> 3) = *IndexedRegister(state, index, opcode);
+            IndexedRegister(state, index, opcode >> 3) = IndexedRegister(state, index, opcode);
             state->time += 2;
             break;
 
@@ -203,7 +160,8 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0x66:
         case 0x6E:
         case 0x7E:
-            *Register(state, opcode >> 3) = Z80_ReadMem(state, IndexedAddress(state, index));
+            Z80_RegisterByCode(state, (opcode >> 3) & 7) =
+                Z80_ReadMem(state, IndexedAddress(state, index));
             state->time += 5;
             break;
         case 0x70:
@@ -213,7 +171,8 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0x74:
         case 0x75:
         case 0x77:
-            Z80_WriteMem(state, IndexedAddress(state, index), *Register(state, opcode));
+            Z80_WriteMem(state, IndexedAddress(state, index),
+                         Z80_RegisterByCode(state, opcode & 7));
             state->time += 5;
             break;
 
@@ -229,7 +188,9 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0xB4:
         case 0xB5:
         case 0xBC:
-        case 0xBD: Arithmetic(state, opcode, *IndexedRegister(state, index, opcode), 2); break;
+        case 0xBD:
+            Z80_AluByCode(state, (opcode >> 3) & 7, IndexedRegister(state, index, opcode), 2);
+            break;
         case 0x86:
         case 0x8E:
         case 0x96:
@@ -238,19 +199,16 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0xAE:
         case 0xB6:
         case 0xBE:
-            Arithmetic(state, opcode, Z80_ReadMem(state, IndexedAddress(state, index)), 5);
+            Z80_AluByCode(state, (opcode >> 3) & 7,
+                          Z80_ReadMem(state, IndexedAddress(state, index)), 5);
             break;
 
         case 0xE1:  // POP IX: as POP HL, plus one microsecond
-            index.lo = Z80_ReadMem(state, state->SP);
-            index.hi = Z80_ReadMem(state, static_cast<uint16_t>(state->SP + 1));
-            state->SP = static_cast<uint16_t>(state->SP + 2);
+            index.w = Z80_Pop(state);
             state->time += 4;
             break;
         case 0xE5:  // PUSH IX: as PUSH HL, plus one microsecond
-            Z80_WriteMem(state, static_cast<uint16_t>(state->SP - 1), index.hi);
-            Z80_WriteMem(state, static_cast<uint16_t>(state->SP - 2), index.lo);
-            state->SP = static_cast<uint16_t>(state->SP - 2);
+            Z80_Push(state, index.w);
             state->time += 5;
             break;
         case 0xE3: Z80_ExSP(state, index.w, 7); break;

@@ -8,13 +8,6 @@
 
 namespace {
 
-inline uint8_t& A(Z80_State* state) {
-    return state->AF.hi;
-}
-inline uint8_t& F(Z80_State* state) {
-    return state->AF.lo;
-}
-
 constexpr uint8_t kKeepCarry = Z80_FLAG_C | kZ80FlagsUndocumented;
 
 inline void Step(uint16_t& pair, bool down) {
@@ -23,10 +16,11 @@ inline void Step(uint16_t& pair, bool down) {
 
 // LD A,I and LD A,R: S and Z from A, P/V from IFF2, H and N cleared.
 void LoadAFromSpecial(Z80_State* state, uint8_t value) {
-    A(state) = value;
-    F(state) &= kKeepCarry;
+    Z80_A(state) = value;
+    Z80_F(state) &= kKeepCarry;
     Z80_SetSZP(state, value);
-    F(state) = static_cast<uint8_t>((F(state) & ~Z80_FLAG_PV) | (state->IFF2 ? Z80_FLAG_PV : 0));
+    Z80_F(state) =
+        static_cast<uint8_t>((Z80_F(state) & ~Z80_FLAG_PV) | (state->IFF2 ? Z80_FLAG_PV : 0));
     state->intExtra = 0;
 }
 
@@ -36,9 +30,9 @@ bool BlockMove(Z80_State* state, bool down, bool repeat) {
     Step(state->HL.w, down);
     Step(state->DE.w, down);
     --state->BC.w;
-    uint8_t flags = F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_PV);
+    uint8_t flags = Z80_F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_PV);
     if (state->BC.w != 0) flags |= Z80_FLAG_PV;
-    F(state) = flags;
+    Z80_F(state) = flags;
     state->intExtra = 0;
     return repeat && state->BC.w != 0;
 }
@@ -48,20 +42,20 @@ bool BlockCompare(Z80_State* state, bool down, bool repeat) {
     uint8_t value = Z80_ReadMem(state, state->HL.w);
     Step(state->HL.w, down);
     --state->BC.w;
-    uint8_t difference = static_cast<uint8_t>(A(state) - value);
-    uint8_t flags = (F(state) & kKeepCarry) | Z80_FLAG_N | (difference & Z80_FLAG_S);
+    uint8_t difference = static_cast<uint8_t>(Z80_A(state) - value);
+    uint8_t flags = (Z80_F(state) & kKeepCarry) | Z80_FLAG_N | (difference & Z80_FLAG_S);
     if (difference == 0) flags |= Z80_FLAG_Z;
-    if ((A(state) & 0x0F) < (value & 0x0F)) flags |= Z80_FLAG_H;
+    if ((Z80_A(state) & 0x0F) < (value & 0x0F)) flags |= Z80_FLAG_H;
     if (state->BC.w != 0) flags |= Z80_FLAG_PV;
-    F(state) = flags;
+    Z80_F(state) = flags;
     return repeat && difference != 0 && state->BC.w != 0;
 }
 
 // Z from the decremented B and N set by INI, IND, OUTI, OUTD; the rest stays.
 inline void SetBlockPortFlags(Z80_State* state) {
-    uint8_t flags = F(state) & ~Z80_FLAG_Z;
+    uint8_t flags = Z80_F(state) & ~Z80_FLAG_Z;
     if (state->BC.hi == 0) flags |= Z80_FLAG_Z;
-    F(state) = flags | Z80_FLAG_N;
+    Z80_F(state) = flags | Z80_FLAG_N;
 }
 
 void Unknown(Z80_State* state, uint8_t opcode) {
@@ -85,7 +79,7 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
             Z80_UpdateAhead(state, kZ80PortAhead);  // IN r,(C)
             uint8_t value = state->machine->In(state->BC.w);
             Z80_RegisterByCode(state, (opcode >> 3) & 7) = value;
-            F(state) &= kKeepCarry;
+            Z80_F(state) &= kKeepCarry;
             Z80_SetSZP(state, value);
             state->time += time - kZ80PortAhead;
             return;
@@ -135,18 +129,18 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
         case 0x44:
         case 0x64:
         case 0x7C: {  // NEG
-            uint8_t old = A(state);
-            A(state) = 0;
+            uint8_t old = Z80_A(state);
+            Z80_A(state) = 0;
             Z80_Sub8(state, old, false, true, time);
             return;
         }
 
         case 0x47:
-            state->I = A(state);
+            state->I = Z80_A(state);
             state->intExtra = 0;
             break;
         case 0x4F:
-            state->R = A(state);
+            state->R = Z80_A(state);
             state->intExtra = 0;
             break;
         case 0x57: LoadAFromSpecial(state, state->I); break;
@@ -161,19 +155,20 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
 
         case 0x67: {  // RRD
             uint8_t memory = Z80_ReadMem(state, state->HL.w);
-            Z80_WriteMem(state, state->HL.w, static_cast<uint8_t>((memory >> 4) | (A(state) << 4)));
-            A(state) = static_cast<uint8_t>((A(state) & 0xF0) | (memory & 0x0F));
-            F(state) &= kKeepCarry;
-            Z80_SetSZP(state, A(state));
+            Z80_WriteMem(state, state->HL.w,
+                         static_cast<uint8_t>((memory >> 4) | (Z80_A(state) << 4)));
+            Z80_A(state) = static_cast<uint8_t>((Z80_A(state) & 0xF0) | (memory & 0x0F));
+            Z80_F(state) &= kKeepCarry;
+            Z80_SetSZP(state, Z80_A(state));
             break;
         }
         case 0x6F: {  // RLD
             uint8_t memory = Z80_ReadMem(state, state->HL.w);
             Z80_WriteMem(state, state->HL.w,
-                         static_cast<uint8_t>((memory << 4) | (A(state) & 0x0F)));
-            A(state) = static_cast<uint8_t>((A(state) & 0xF0) | (memory >> 4));
-            F(state) &= kKeepCarry;
-            Z80_SetSZP(state, A(state));
+                         static_cast<uint8_t>((memory << 4) | (Z80_A(state) & 0x0F)));
+            Z80_A(state) = static_cast<uint8_t>((Z80_A(state) & 0xF0) | (memory >> 4));
+            Z80_F(state) &= kKeepCarry;
+            Z80_SetSZP(state, Z80_A(state));
             break;
         }
 

@@ -4,15 +4,26 @@
 #include "common/machine/machine.h"
 #include "common/z80/z80.h"
 
+// The accumulator and the flags: the high and low halves of AF.
+inline uint8_t& Z80_A(Z80_State* state) {
+    return state->AF.hi;
+}
+inline uint8_t& Z80_F(Z80_State* state) {
+    return state->AF.lo;
+}
+
 // --- Memory and fetch helpers -------------------------------------------------------
 inline uint8_t Z80_ReadMem(Z80_State* state, uint16_t address) {
     return state->machine->ReadMem(address);
 }
 inline uint16_t Z80_ReadWord(Z80_State* state, uint16_t address) {
     uint8_t low = Z80_ReadMem(state, address);
-    return static_cast<uint16_t>(low | (Z80_ReadMem(state, static_cast<uint16_t>(address + 1)) << 8));
+    return static_cast<uint16_t>(low |
+                                 (Z80_ReadMem(state, static_cast<uint16_t>(address + 1)) << 8));
 }
-inline uint8_t Z80_FetchByte(Z80_State* state) { return Z80_ReadMem(state, state->PC++); }
+inline uint8_t Z80_FetchByte(Z80_State* state) {
+    return Z80_ReadMem(state, state->PC++);
+}
 inline uint16_t Z80_FetchWord(Z80_State* state) {
     uint16_t word = Z80_ReadWord(state, state->PC);
     state->PC = static_cast<uint16_t>(state->PC + 2);
@@ -49,6 +60,12 @@ void Z80_SLA(Z80_State* state, uint8_t& value, uint8_t time);
 void Z80_SRA(Z80_State* state, uint8_t& value, uint8_t time);
 void Z80_SLL(Z80_State* state, uint8_t& value, uint8_t time);
 void Z80_SRL(Z80_State* state, uint8_t& value, uint8_t time);
+
+// CB operation by the top two bits of a CB opcode: rotate/shift, BIT, RES or SET, with
+// the shift or bit number in selector. Adds time; returns true when value changed and
+// must be written back. Shared by the CB group and the indexed bit group.
+bool Z80_BitOperation(Z80_State* state, unsigned operation, unsigned selector, uint8_t& value,
+                      uint8_t time);
 
 // --- Instruction groups ---------------------------------------------------------------
 void Z80_SetPrefix(Z80_State* state, uint8_t byte);

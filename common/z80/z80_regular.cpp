@@ -8,13 +8,6 @@
 
 namespace {
 
-inline uint8_t& A(Z80_State* state) {
-    return state->AF.hi;
-}
-inline uint8_t& F(Z80_State* state) {
-    return state->AF.lo;
-}
-
 // Register r of bits 0-2 or 3-5, or the byte at HL for code 6.
 inline uint8_t ReadOperand(Z80_State* state, unsigned code) {
     if (code == kZ80CodeMemoryHL) return Z80_ReadMem(state, state->HL.w);
@@ -40,9 +33,9 @@ inline void TakeJumpRelative(Z80_State* state, uint8_t displacement) {
 
 // RLCA, RRCA, RLA, RRA: S, Z and P/V stay; H and N clear; C is the bit moved out.
 inline void SetAccumulatorRotate(Z80_State* state, unsigned result, uint8_t carry) {
-    A(state) = static_cast<uint8_t>(result);
-    F(state) = static_cast<uint8_t>(
-        (F(state) & (Z80_FLAG_S | Z80_FLAG_Z | Z80_FLAG_PV | kZ80FlagsUndocumented)) | carry);
+    Z80_A(state) = static_cast<uint8_t>(result);
+    Z80_F(state) = static_cast<uint8_t>(
+        (Z80_F(state) & (Z80_FLAG_S | Z80_FLAG_Z | Z80_FLAG_PV | kZ80FlagsUndocumented)) | carry);
 }
 
 inline void Exchange(uint16_t& first, uint16_t& second) {
@@ -72,10 +65,10 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
             Z80_PairByCode(state, opcode >> 4) = Z80_FetchWord(state);
             break;
 
-        case 0x02: Z80_WriteMem(state, state->BC.w, A(state)); break;
-        case 0x12: Z80_WriteMem(state, state->DE.w, A(state)); break;
-        case 0x0A: A(state) = Z80_ReadMem(state, state->BC.w); break;
-        case 0x1A: A(state) = Z80_ReadMem(state, state->DE.w); break;
+        case 0x02: Z80_WriteMem(state, state->BC.w, Z80_A(state)); break;
+        case 0x12: Z80_WriteMem(state, state->DE.w, Z80_A(state)); break;
+        case 0x0A: Z80_A(state) = Z80_ReadMem(state, state->BC.w); break;
+        case 0x1A: Z80_A(state) = Z80_ReadMem(state, state->DE.w); break;
 
         case 0x03:
         case 0x13:
@@ -137,17 +130,20 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
             break;
 
         case 0x07:
-            SetAccumulatorRotate(state, (A(state) << 1) | (A(state) >> 7), A(state) >> 7);
+            SetAccumulatorRotate(state, (Z80_A(state) << 1) | (Z80_A(state) >> 7),
+                                 Z80_A(state) >> 7);
             break;
         case 0x0F:
-            SetAccumulatorRotate(state, (A(state) >> 1) | (A(state) << 7), A(state) & 1);
+            SetAccumulatorRotate(state, (Z80_A(state) >> 1) | (Z80_A(state) << 7),
+                                 Z80_A(state) & 1);
             break;
         case 0x17:
-            SetAccumulatorRotate(state, (A(state) << 1) | (F(state) & Z80_FLAG_C), A(state) >> 7);
+            SetAccumulatorRotate(state, (Z80_A(state) << 1) | (Z80_F(state) & Z80_FLAG_C),
+                                 Z80_A(state) >> 7);
             break;
         case 0x1F:
-            SetAccumulatorRotate(state, (A(state) >> 1) | ((F(state) & Z80_FLAG_C) << 7),
-                                 A(state) & 1);
+            SetAccumulatorRotate(state, (Z80_A(state) >> 1) | ((Z80_F(state) & Z80_FLAG_C) << 7),
+                                 Z80_A(state) & 1);
             break;
 
         case 0x08: Exchange(state->AF.w, state->AF_.w); break;
@@ -182,21 +178,23 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
             break;
         }
         case 0x2A: state->HL.w = Z80_ReadWord(state, Z80_FetchWord(state)); break;
-        case 0x32: Z80_WriteMem(state, Z80_FetchWord(state), A(state)); break;
-        case 0x3A: A(state) = Z80_ReadMem(state, Z80_FetchWord(state)); break;
+        case 0x32: Z80_WriteMem(state, Z80_FetchWord(state), Z80_A(state)); break;
+        case 0x3A: Z80_A(state) = Z80_ReadMem(state, Z80_FetchWord(state)); break;
 
         case 0x27: Z80_Daa(state); break;
         case 0x2F:  // CPL
-            A(state) = static_cast<uint8_t>(~A(state));
-            F(state) |= Z80_FLAG_H | Z80_FLAG_N;
+            Z80_A(state) = static_cast<uint8_t>(~Z80_A(state));
+            Z80_F(state) |= Z80_FLAG_H | Z80_FLAG_N;
             break;
         case 0x37:  // SCF
-            F(state) = static_cast<uint8_t>((F(state) & ~(Z80_FLAG_H | Z80_FLAG_N)) | Z80_FLAG_C);
+            Z80_F(state) =
+                static_cast<uint8_t>((Z80_F(state) & ~(Z80_FLAG_H | Z80_FLAG_N)) | Z80_FLAG_C);
             break;
         case 0x3F: {  // CCF: H takes the old carry
-            uint8_t carry = F(state) & Z80_FLAG_C;
-            F(state) = static_cast<uint8_t>((F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_C)) |
-                                            (carry ? Z80_FLAG_H : Z80_FLAG_C));
+            uint8_t carry = Z80_F(state) & Z80_FLAG_C;
+            Z80_F(state) =
+                static_cast<uint8_t>((Z80_F(state) & ~(Z80_FLAG_H | Z80_FLAG_N | Z80_FLAG_C)) |
+                                     (carry ? Z80_FLAG_H : Z80_FLAG_C));
             break;
         }
 
@@ -284,15 +282,15 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
         case 0xFF: Z80_Rst(state, opcode & 0x38, kZ80RegularTime[opcode]); return;
 
         case 0xD3: {  // OUT (n),A: the device sees the write 2 microseconds in
-            uint16_t port = static_cast<uint16_t>((A(state) << 8) | Z80_FetchByte(state));
+            uint16_t port = static_cast<uint16_t>((Z80_A(state) << 8) | Z80_FetchByte(state));
             Z80_UpdateAhead(state, kZ80OutAhead);
-            state->machine->Out(port, A(state));
+            state->machine->Out(port, Z80_A(state));
             state->time += kZ80RegularTime[opcode] - kZ80OutAhead;
             return;
         }
         case 0xDB: {  // IN A,(n)
-            uint16_t port = static_cast<uint16_t>((A(state) << 8) | Z80_FetchByte(state));
-            A(state) = state->machine->In(port);
+            uint16_t port = static_cast<uint16_t>((Z80_A(state) << 8) | Z80_FetchByte(state));
+            Z80_A(state) = state->machine->In(port);
             break;
         }
 

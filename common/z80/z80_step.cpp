@@ -119,32 +119,33 @@ void Z80_Reset(Z80_State* state) {
 void Z80_SetPrefix(Z80_State* state, uint8_t byte) {
     uint8_t pending = state->prefix;
     if (pending == 0) Z80_CountR(state);
-    bool valid;
+    uint8_t bit;
     const char* name;
     switch (byte) {
         case kByteED:
-            valid = pending == 0;
+            bit = Z80_PREFIX_ED;
             name = "ED";
-            state->prefix |= Z80_PREFIX_ED;
             break;
         case kByteCB:
-            valid = pending != Z80_PREFIX_ED;
+            bit = Z80_PREFIX_CB;
             name = "CB";
-            state->prefix |= Z80_PREFIX_CB;
             break;
         case kByteDD:
-            valid = pending == 0;
+            bit = Z80_PREFIX_DD;
             name = "DD";
-            state->prefix |= Z80_PREFIX_DD;
             break;
         case kByteFD:
-            valid = pending == 0;
+            bit = Z80_PREFIX_FD;
             name = "FD";
-            state->prefix |= Z80_PREFIX_FD;
             break;
         default: return;  // not a prefix byte; the step never passes one
     }
-    if (valid) return;
+    // CB may follow DD or FD (the indexed bit group); any other prefix must come first.
+    bool valid = byte == kByteCB ? pending != Z80_PREFIX_ED : pending == 0;
+    if (valid) {
+        state->prefix = static_cast<uint8_t>(pending | bit);
+        return;
+    }
     // The byte is dropped together with what was pending; execution goes on.
     Z80_CountR(state);
     state->time += kInvalidPrefixTime;

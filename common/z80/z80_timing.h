@@ -73,3 +73,5 @@ constexpr uint8_t kZ80PortAhead = 3;           // IN r,(C), OUT (C),r, OUTI, OUT
 // and on (HL).
 constexpr uint8_t kZ80CbRegisterTime = 2;
 constexpr uint8_t kZ80CbMemoryTime[4] = {4, 3, 4, 4};
+// DD CB d op and FD CB d op on (IX+d) or (IY+d), by the top two bits of op.
+constexpr uint8_t kZ80IndexedBitTime[4] = {7, 6, 7, 7};

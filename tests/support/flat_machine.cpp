@@ -10,24 +10,36 @@ namespace {
 CPC_Machine g_flatRecord;
 Z80_State* g_flatProcessor = nullptr;
 
-uint8_t FlatRead(uint16_t address) { return g_Flat.memory[address]; }
-void FlatWrite(uint16_t address, uint8_t value) { g_Flat.memory[address] = value; }
+uint8_t FlatRead(uint16_t address) {
+    return g_Flat.memory[address];
+}
+void FlatWrite(uint16_t address, uint8_t value) {
+    g_Flat.memory[address] = value;
+}
 uint8_t FlatIn(uint16_t port) {
     g_Flat.reads.push_back(port);
+    g_Flat.portUpdatedAt = g_Flat.updatedMicroseconds;
     return g_Flat.portValue;
 }
 void FlatOut(uint16_t port, uint8_t value) {
     uint32_t now = g_flatProcessor ? g_flatProcessor->time : 0;
     g_Flat.writes.push_back({port, value, now, g_Flat.updatedMicroseconds});
+    g_Flat.portUpdatedAt = g_Flat.updatedMicroseconds;
 }
-void FlatUpdate(uint8_t microseconds) { g_Flat.updatedMicroseconds += microseconds; }
+void FlatUpdate(uint8_t microseconds) {
+    g_Flat.updatedMicroseconds += microseconds;
+}
 uint8_t FlatIntAck() {
     if (!g_Flat.interruptPending) return 0;
     g_Flat.interruptPending = false;
     return 1;
 }
-void FlatReset() { g_Flat.resets++; }
-void FlatRetI() { g_Flat.retis++; }
+void FlatReset() {
+    g_Flat.resets++;
+}
+void FlatRetI() {
+    g_Flat.retis++;
+}
 void FlatMemAccess(uint8_t, void*) {}
 }  // namespace
 
@@ -36,6 +48,7 @@ CPC_Machine* FlatMachine_Create() {
     g_Flat.portValue = 0xFF;
     g_Flat.writes.clear();
     g_Flat.reads.clear();
+    g_Flat.portUpdatedAt = 0;
     g_Flat.updatedMicroseconds = 0;
     g_Flat.interruptPending = false;
     g_Flat.resets = 0;

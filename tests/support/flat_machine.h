@@ -17,11 +17,12 @@ struct FlatPortWrite {
 
 struct FlatMachine {
     uint8_t memory[65536];
-    uint8_t portValue;               // what every IN reads
+    uint8_t portValue;  // what every IN reads
     std::vector<FlatPortWrite> writes;
     std::vector<uint16_t> reads;
-    uint32_t updatedMicroseconds;    // sum of all Update calls
-    bool interruptPending;           // raised by a test, cleared on acknowledge
+    uint32_t portUpdatedAt;        // updatedMicroseconds at the last IN or OUT
+    uint32_t updatedMicroseconds;  // sum of all Update calls
+    bool interruptPending;         // raised by a test, cleared on acknowledge
     int resets;
     int retis;
 };

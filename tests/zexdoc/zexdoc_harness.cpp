@@ -9,6 +9,7 @@
 // A handful of groups exercise undocumented indexed forms that this processor
 // deliberately does not implement; they are listed below with the reason and must
 // fail, so the list cannot go stale.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -32,42 +33,15 @@ constexpr uint8_t kBdosPrintString = 9;
 // A run that has gone astray ends here; a full run needs about 5.8 billion.
 constexpr uint64_t kInstructionLimit = 20000000000ull;
 
-struct KnownFailure {
-    const char* group;
-    const char* reason;
-};
-
-const KnownFailure kKnownFailures[] = {
+const std::map<std::string, const char*> kKnownFailures = {
     {"aluop a,<ixh,ixl,iyh,iyl>",
      "ADC A,IXL, SBC A,IXH/IXL and AND IXL (DD/FD 8D 9C 9D A5) are not implemented: "
      "they run as ADC A,L etc. and stop with an invalid prefix"},
 };
 
-const KnownFailure* FindKnownFailure(const std::string& group) {
-    for (const KnownFailure& failure : kKnownFailures)
-        if (group == failure.group) return &failure;
-    return nullptr;
-}
-
-std::vector<uint8_t> ReadFile(const std::string& path) {
+std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
-}
-
-std::vector<std::string> SplitLines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::string line;
-    for (char character : text) {
-        if (character == '\r') continue;
-        if (character == '\n') {
-            lines.push_back(line);
-            line.clear();
-        } else {
-            line += character;
-        }
-    }
-    if (!line.empty()) lines.push_back(line);
-    return lines;
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 // "name......  OK" -> "name"; empty for lines that report no group.
@@ -78,86 +52,95 @@ std::string GroupName(const std::string& line) {
     return line.substr(0, end);
 }
 
-bool GroupPassed(const std::string& line) {
-    return line.size() >= 4 && line.compare(line.size() - 4, 4, "  OK") == 0;
-}
+// The report's lines without carriage returns, and its group lines by name in order.
+struct Report {
+    std::vector<std::string> lines;
+    std::vector<std::string> groups;
+    std::map<std::string, std::string> byGroup;
+
+    explicit Report(const std::string& text) {
+        std::istringstream in(text);
+        for (std::string line; std::getline(in, line);) {
+            line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
+            lines.push_back(line);
+            std::string group = GroupName(line);
+            if (group.empty()) continue;
+            groups.push_back(group);
+            byGroup[group] = line;
+        }
+    }
+};
 
 // Which groups run: those matching one of the --only texts (all when none is given)
 // and none of the --skip texts.
 struct GroupSelection {
-    std::vector<std::string> only;
-    std::vector<std::string> skip;
+    std::vector<std::string> only, skip;
 
-    bool Everything() const { return only.empty() && skip.empty(); }
     bool Selects(const std::string& group) const {
-        bool selected = only.empty();
-        for (const std::string& text : only)
-            if (group.find(text) != std::string::npos) selected = true;
-        for (const std::string& text : skip)
-            if (group.find(text) != std::string::npos) selected = false;
-        return selected;
+        auto matches = [&group](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts)
+                if (group.find(text) != std::string::npos) return true;
+            return false;
+        };
+        return (only.empty() || matches(only)) && !matches(skip);
     }
 };
 
-uint16_t MemoryWord(uint16_t address) {
-    return static_cast<uint16_t>(g_Flat.memory[address] |
-                                 g_Flat.memory[static_cast<uint16_t>(address + 1)] << 8);
+uint16_t MemoryWord(uint32_t address) {
+    return static_cast<uint16_t>(g_Flat.memory[address & 0xFFFF] |
+                                 g_Flat.memory[(address + 1) & 0xFFFF] << 8);
 }
 
 // Keeps in the exerciser's test table only the selected groups. The table is found
-// through the "ld hl,tests; ld a,(hl); inc hl; or (hl)" that walks it. Returns false
-// when the table cannot be found.
+// through the "ld hl,tests; ld a,(hl); inc hl; or (hl)" that walks it; each entry
+// points at a descriptor whose name follows its flag mask, three test vectors and
+// crc. Returns false when the table cannot be found.
 bool SelectGroups(const GroupSelection& selection) {
-    const uint8_t walk[] = {0x7E, 0x23, 0xB6};
-    uint16_t table = 0;
-    for (uint32_t address = kLoadAddress; address + 6 < 0x10000 && table == 0; ++address)
-        if (g_Flat.memory[address] == 0x21 &&
-            std::memcmp(&g_Flat.memory[address + 3], walk, sizeof walk) == 0)
-            table = MemoryWord(static_cast<uint16_t>(address + 1));
+    const uint8_t walk[] = {0x21, 0, 0, 0x7E, 0x23, 0xB6};
+    uint32_t table = 0;
+    for (uint32_t at = kLoadAddress; at + sizeof walk < 0x10000 && table == 0; ++at)
+        if (g_Flat.memory[at] == walk[0] && std::memcmp(&g_Flat.memory[at + 3], walk + 3, 3) == 0)
+            table = MemoryWord(at + 1);
     if (table == 0) return false;
-    constexpr int kMessageOffset = 1 + 3 * 20 + 4;  // flag mask, three vectors, crc
-    constexpr int kMaximumGroups = 256;
-    uint16_t kept = table;
-    uint16_t entry = table;
-    for (int count = 0; count < kMaximumGroups; ++count, entry = static_cast<uint16_t>(entry + 2)) {
+    constexpr int kNameOffset = 1 + 3 * 20 + 4;
+    uint32_t kept = table;
+    for (uint32_t entry = table; MemoryWord(entry) != 0 && entry < table + 512; entry += 2) {
         uint16_t descriptor = MemoryWord(entry);
-        if (descriptor == 0) break;
         std::string name;
-        for (uint16_t at = static_cast<uint16_t>(descriptor + kMessageOffset);
-             g_Flat.memory[at] != '$' && name.size() < 40; at = static_cast<uint16_t>(at + 1))
-            name += static_cast<char>(g_Flat.memory[at]);
+        for (uint32_t at = descriptor + kNameOffset; name.size() < 40; ++at) {
+            char character = static_cast<char>(g_Flat.memory[at & 0xFFFF]);
+            if (character == '$') break;
+            name += character;
+        }
         if (!selection.Selects(name.substr(0, name.find_last_not_of('.') + 1))) continue;
-        g_Flat.memory[kept] = static_cast<uint8_t>(descriptor);
-        g_Flat.memory[static_cast<uint16_t>(kept + 1)] = static_cast<uint8_t>(descriptor >> 8);
-        kept = static_cast<uint16_t>(kept + 2);
+        FlatMachine_Load(static_cast<uint16_t>(kept),
+                         {g_Flat.memory[entry & 0xFFFF], g_Flat.memory[(entry + 1) & 0xFFFF]});
+        kept += 2;
     }
-    g_Flat.memory[kept] = g_Flat.memory[static_cast<uint16_t>(kept + 1)] = 0;
+    FlatMachine_Load(static_cast<uint16_t>(kept), {0, 0});
     return true;
 }
 
 // Answers a BDOS call: C = 2 prints E, C = 9 prints the text at DE up to '$'.
 void AnswerBdos(const Z80_State& cpu, std::string& output) {
     size_t before = output.size();
-    if (cpu.BC.lo == kBdosPrintCharacter) {
-        output += static_cast<char>(cpu.DE.lo);
-    } else if (cpu.BC.lo == kBdosPrintString) {
+    if (cpu.BC.lo == kBdosPrintCharacter) output += static_cast<char>(cpu.DE.lo);
+    if (cpu.BC.lo == kBdosPrintString)
         for (uint16_t at = cpu.DE.w; g_Flat.memory[at] != '$' && output.size() - before < 256; ++at)
             output += static_cast<char>(g_Flat.memory[at]);
-    }
     for (size_t i = before; i < output.size(); ++i)
         if (output[i] != '\r') std::fputc(output[i], stdout);
     std::fflush(stdout);
 }
 
-// Length of the instruction at PC that stop reason 3 left unexecuted, so the run can
-// go on past it as if it were a no-operation.
+// Length of the instruction that stop reason 3 left unexecuted at PC, so that the run
+// goes on past it as if it were a no-operation.
 uint16_t UnknownInstructionLength(const Z80_State& cpu) {
     uint8_t first = g_Flat.memory[cpu.PC];
     if (first == 0xED) return 2;
-    if ((first == 0xDD || first == 0xFD) &&
-        g_Flat.memory[static_cast<uint16_t>(cpu.PC + 1)] == 0xCB)
-        return 4;
-    return 1;
+    bool indexedBit = (first == 0xDD || first == 0xFD) &&
+                      g_Flat.memory[static_cast<uint16_t>(cpu.PC + 1)] == 0xCB;
+    return indexedBit ? 4 : 1;
 }
 
 }  // namespace
@@ -165,19 +148,17 @@ uint16_t UnknownInstructionLength(const Z80_State& cpu) {
 int main(int argc, char** argv) {
     GroupSelection selection;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--only") == 0 && i + 1 < argc) {
-            selection.only.push_back(argv[++i]);
-        } else if (std::strcmp(argv[i], "--skip") == 0 && i + 1 < argc) {
-            selection.skip.push_back(argv[++i]);
-        } else {
+        bool only = std::strcmp(argv[i], "--only") == 0;
+        if ((!only && std::strcmp(argv[i], "--skip") != 0) || i + 1 == argc) {
             std::fprintf(stderr, "usage: %s [--only TEXT]... [--skip TEXT]...\n", argv[0]);
             return 1;
         }
+        (only ? selection.only : selection.skip).push_back(argv[++i]);
     }
 
     const std::string folder = std::string(BRALLIVANE_SHARED_DIR) + "/testdata/z80/zex/";
-    std::vector<uint8_t> program = ReadFile(folder + "zexdoc.com");
-    std::vector<uint8_t> expectedText = ReadFile(folder + "zexdoc_expected_output.txt");
+    std::string program = ReadFile(folder + "zexdoc.com");
+    std::string expectedText = ReadFile(folder + "zexdoc_expected_output.txt");
     if (program.empty() || expectedText.empty()) {
         std::printf("SKIP: %szexdoc.com or its expected output is not installed\n", folder.c_str());
         return kExitSkip;
@@ -189,9 +170,10 @@ int main(int argc, char** argv) {
 
     Z80_State cpu;
     FlatMachine_ResetProcessor(&cpu);
-    FlatMachine_Load(kLoadAddress, program);
+    FlatMachine_Load(kLoadAddress, std::vector<uint8_t>(program.begin(), program.end()));
     FlatMachine_Load(kBdosEntry, {0xC9, 0x00, 0xF0});  // RET; top of the program's stack
-    if (!selection.Everything() && !SelectGroups(selection)) {
+    bool everything = selection.only.empty() && selection.skip.empty();
+    if (!everything && !SelectGroups(selection)) {
         std::printf("FAIL: the exerciser's test table was not found\n");
         return 1;
     }
@@ -201,26 +183,20 @@ int main(int argc, char** argv) {
     std::string output;
     std::map<int, uint64_t> stops;
     uint64_t instructions = 0;
-    bool hung = false;
     auto start = std::chrono::steady_clock::now();
-    while (cpu.PC != kWarmBoot && instructions < kInstructionLimit) {
+    while (cpu.PC != kWarmBoot && cpu.running && instructions < kInstructionLimit) {
         if (cpu.PC == kBdosEntry) AnswerBdos(cpu, output);
         Z80_StepInstruction(&cpu);
         ++instructions;
-        if (cpu.stopReason != Z80_STOP_NONE) {
-            ++stops[cpu.stopReason];
-            if (cpu.stopReason == Z80_STOP_UNKNOWN_INSTRUCTION)
-                cpu.PC = static_cast<uint16_t>(cpu.PC + UnknownInstructionLength(cpu));
-            cpu.stopReason = Z80_STOP_NONE;
-            cpu.running = 1;
-        } else if (!cpu.running) {
-            hung = true;  // HALT with interrupts off
-            break;
-        }
+        if (cpu.stopReason == Z80_STOP_NONE) continue;  // a HALT with interrupts off ends it
+        ++stops[cpu.stopReason];
+        if (cpu.stopReason == Z80_STOP_UNKNOWN_INSTRUCTION)
+            cpu.PC = static_cast<uint16_t>(cpu.PC + UnknownInstructionLength(cpu));
+        cpu.stopReason = Z80_STOP_NONE;
+        cpu.running = 1;
     }
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-
     std::printf(
         "\nhost seconds: %.2f, instructions: %llu, instructions per second: %.0f, "
         "emulated microseconds: %u (wrapping)\n",
@@ -230,68 +206,44 @@ int main(int argc, char** argv) {
                     static_cast<unsigned long long>(count));
 
     int problems = 0;
-    if (hung) {
-        std::printf("FAIL: HALT with interrupts disabled at PC=%04XH\n", cpu.PC);
+    auto fail = [&problems](const std::string& message) {
+        std::printf("FAIL: %s\n", message.c_str());
         ++problems;
-    }
-    if (cpu.PC != kWarmBoot) {
-        std::printf("FAIL: the exerciser did not finish within %llu instructions\n",
-                    static_cast<unsigned long long>(kInstructionLimit));
-        ++problems;
-    }
+    };
+    char pc[8];
+    std::snprintf(pc, sizeof pc, "%04XH", cpu.PC);
+    if (!cpu.running) fail(std::string("HALT with interrupts disabled at PC=") + pc);
+    if (cpu.PC != kWarmBoot && cpu.running)
+        fail("the exerciser did not finish within " + std::to_string(kInstructionLimit) +
+             " instructions");
 
-    // Expected group lines, by name, in their order.
-    std::vector<std::string> expectedLines =
-        SplitLines(std::string(expectedText.begin(), expectedText.end()));
-    std::map<std::string, std::string> expectedByGroup;
-    std::vector<std::string> expectedGroups;
-    for (const std::string& line : expectedLines) {
-        std::string group = GroupName(line);
-        if (group.empty()) continue;
-        expectedByGroup[group] = line;
-        expectedGroups.push_back(group);
-    }
-
-    std::vector<std::string> actualLines = SplitLines(output);
-    std::map<std::string, std::string> actualByGroup;
-    for (const std::string& line : actualLines) {
-        std::string group = GroupName(line);
-        if (!group.empty()) actualByGroup[group] = line;
-    }
-    if (actualLines.empty() || actualLines.front() != expectedLines.front()) {
-        std::printf("FAIL: no \"%s\" banner\n", expectedLines.front().c_str());
-        ++problems;
-    }
-    if (actualLines.empty() || actualLines.back() != expectedLines.back()) {
-        std::printf("FAIL: no \"%s\" at the end\n", expectedLines.back().c_str());
-        ++problems;
-    }
+    Report expected(expectedText), actual(output);
+    if (actual.lines.empty() || actual.lines.front() != expected.lines.front())
+        fail("no \"" + expected.lines.front() + "\" banner");
+    if (actual.lines.empty() || actual.lines.back() != expected.lines.back())
+        fail("no \"" + expected.lines.back() + "\" at the end");
 
     int passed = 0, knownFailed = 0;
-    for (const std::string& group : expectedGroups) {
+    for (const std::string& group : expected.groups) {
         if (!selection.Selects(group)) continue;
-        auto actual = actualByGroup.find(group);
-        const KnownFailure* known = FindKnownFailure(group);
-        if (actual == actualByGroup.end()) {
-            std::printf("FAIL: group \"%s\" did not report\n", group.c_str());
-            ++problems;
-        } else if (known) {
-            if (GroupPassed(actual->second)) {
-                std::printf(
-                    "FAIL: group \"%s\" passes but is listed as not implemented; "
-                    "take it off the list\n",
-                    group.c_str());
-                ++problems;
-            } else {
-                std::printf("expected failure: %s (%s)\n", group.c_str(), known->reason);
-                ++knownFailed;
-            }
-        } else if (actual->second != expectedByGroup[group]) {
-            std::printf("FAIL: %s\n      expected: %s\n", actual->second.c_str(),
-                        expectedByGroup[group].c_str());
-            ++problems;
+        auto line = actual.byGroup.find(group);
+        if (line == actual.byGroup.end()) {
+            fail("group \"" + group + "\" did not report");
+            continue;
+        }
+        bool asPublished = line->second == expected.byGroup[group];
+        auto known = kKnownFailures.find(group);
+        if (known == kKnownFailures.end()) {
+            if (asPublished)
+                ++passed;
+            else
+                fail(line->second + "\n      expected: " + expected.byGroup[group]);
+        } else if (asPublished) {
+            fail("group \"" + group +
+                 "\" passes but is listed as not implemented; take it off the list");
         } else {
-            ++passed;
+            std::printf("expected failure: %s (%s)\n", group.c_str(), known->second);
+            ++knownFailed;
         }
     }
     std::printf("%d groups OK, %d expected failures, %d problems\n", passed, knownFailed, problems);

@@ -5,7 +5,6 @@
 
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
-#include "tools/runner/key_script.h"
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
 #include "tools/runner/screenshot.h"
@@ -42,16 +41,11 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action) {
                             EXIT_TEXT_NOT_SEEN);
             }
             return EXIT_DONE;
-        case RunnerActionKind::Type: {
-            std::vector<KeyStroke> strokes;
-            std::string error;
-            if (!Runner_ParseTypedText(action.text, strokes, error))
-                return Fail(error, EXIT_BAD_USAGE);
-            if (!Runner_Type(machine, strokes)) {
+        case RunnerActionKind::Type:
+            if (!Runner_Type(machine, action.strokes)) {
                 return Fail("the keys were not taken in (processor stalled)", EXIT_NO_MACHINE);
             }
             return EXIT_DONE;
-        }
         case RunnerActionKind::Screenshot: {
             std::string error;
             if (!Runner_WriteScreenshot(action.text.c_str(), machine.frameBuffer.data(),

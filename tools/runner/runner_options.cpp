@@ -4,10 +4,9 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
+#include <utility>
 
 #include "common/machine/machine.h"
-#include "tools/runner/key_script.h"
 
 namespace {
 
@@ -98,7 +97,7 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
             continue;
         }
         if (option == "--screen-text") {
-            options.actions.push_back({RunnerActionKind::ScreenText, 0, {}});
+            options.actions.push_back({RunnerActionKind::ScreenText, 0, {}, {}});
             continue;
         }
 
@@ -145,13 +144,13 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
                 error = "--run-ms needs a number of milliseconds, not '" + value + "'";
                 return RunnerParseResult::Error;
             }
-            options.actions.push_back({RunnerActionKind::RunMs, milliseconds, {}});
+            options.actions.push_back({RunnerActionKind::RunMs, milliseconds, {}, {}});
         } else if (option == "--until-text") {
             if (value.empty()) {
                 error = "--until-text needs a non-empty text";
                 return RunnerParseResult::Error;
             }
-            options.actions.push_back({RunnerActionKind::UntilText, timeoutMs, value});
+            options.actions.push_back({RunnerActionKind::UntilText, timeoutMs, value, {}});
         } else if (option == "--type") {
             std::vector<KeyStroke> strokes;
             std::string keyError;
@@ -159,13 +158,13 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
                 error = "--type: " + keyError;
                 return RunnerParseResult::Error;
             }
-            options.actions.push_back({RunnerActionKind::Type, 0, value});
+            options.actions.push_back({RunnerActionKind::Type, 0, value, std::move(strokes)});
         } else if (option == "--screenshot") {
             if (value.empty()) {
                 error = "--screenshot needs a file name";
                 return RunnerParseResult::Error;
             }
-            options.actions.push_back({RunnerActionKind::Screenshot, 0, value});
+            options.actions.push_back({RunnerActionKind::Screenshot, 0, value, {}});
         }
     }
     return RunnerParseResult::Run;

@@ -4,12 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "tools/runner/key_script.h"
+
 enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText };
 
 struct RunnerAction {
     RunnerActionKind kind;
-    uint64_t milliseconds;  // RunMs: time to run; UntilText: time limit
-    std::string text;       // UntilText, Type: the text; Screenshot: the file name
+    uint64_t milliseconds;           // RunMs: time to run; UntilText: time limit
+    std::string text;                // UntilText, Type: the text; Screenshot: the file name
+    std::vector<KeyStroke> strokes;  // Type: the text as key strokes
 };
 
 struct RunnerOptions {

@@ -167,8 +167,7 @@ bool Runner_CurrentScreen(ScreenView& view) {
     view.charsPerRow = g_Machine.crtc.R[1];
     view.rows = g_Machine.crtc.R[6];
     view.maxRaster = g_Machine.crtc.R[9];
-    view.startAddress =
-        static_cast<uint16_t>(((g_Machine.crtc.R[12] & 0x3F) << 8) | g_Machine.crtc.R[13]);
+    view.startAddress = g_Machine.crtc.startAddress;
     view.mode = g_Machine.ga.screenMode;
     view.penInks = g_Machine.ga.penInks;
     view.charset = g_Machine.lowerRom + CHARSET_OFFSET;

@@ -1,132 +1,94 @@
-// Register writes into sound parameters and their traces, the stop reasons of the
-// unsupported registers, and the keyboard read through register 14.
-#include "common/machine/machine.h"
-#include "common/sound/psg.h"
+// Register writes into sound parameters and their traces, the stops of the I/O port
+// registers, and the speed correction. The keyboard read through register 14 is checked
+// through the PPI in the machine tests.
 #include "common/sound/psg_sound_state.h"
 #include "psg_test_support.h"
 
 namespace {
 using PsgRegisters = PsgTest;
-using Records = std::vector<std::string>;
 
 void WriteRegister(uint8_t reg, uint8_t value) {
     PSG_Select(reg);
     PSG_Write(value);
 }
-
-void UseThreadDrivenEngine() {
-    g_Machine.Type |= CPC_TYPE_THREAD_SOUND;
-}
 }  // namespace
 
-TEST_F(PsgRegisters, KeyboardRowIsSampledWhenRegister14IsRead) {
-    PSG_KeyEvent('A', 1);
-    Run(20004);
-    PSG_Select(14);
-    EXPECT_EQ(g_Machine.psg.registers[14], 0) << "nothing is read before the read command";
-    EXPECT_EQ(PSG_Read(0x48), 0xDF) << "row from the low four bits of port C";
-    EXPECT_EQ(g_Machine.psg.registers[14], 0xDF);
-    EXPECT_EQ(PSG_Read(12), 0xFF);
-
-    // Another register reads its own value, not the matrix.
-    WriteRegister(7, 0x3F);
-    EXPECT_EQ(PSG_Read(8), 0x3F);
-    EXPECT_EQ(g_Machine.psg.registers[14], 0xFF);
-}
-
-TEST_F(PsgRegisters, FirmwareReadsTheKeyboardThroughThePpi) {
-    PSG_KeyEvent(PSG_KEY_JOY_UP, 1);
-    Run(20004);
-    PPI_out(0, 14);    // port A: the register number
-    PPI_out(2, 0xC0);  // port C: select
-    PPI_out(2, 0x00);
-    PPI_out(2, 0x49);  // port C: read, row 9
-    EXPECT_EQ(PPI_in(0), 0xFE);
-    EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
-}
-
-TEST_F(PsgRegisters, TonePeriodOfTheTimeDrivenEngine) {
+TEST_F(PsgRegisters, PeriodsOfTheTimeDrivenEngine) {
     processor_.time = 1234;
     WriteRegister(1, 0x1F);  // the upper four bits are not part of the period
     WriteRegister(0, 0x34);
     EXPECT_EQ(g_Machine.psg.registers[1], 0x1F);
     EXPECT_EQ(g_PsgSound.channels[0].halfPeriod, 3892 * 8);
     EXPECT_EQ(g_PsgSound.channels[0].frequency, 0) << "only the engine in use is computed";
-    EXPECT_EQ(TraceRecords(), (Records{"U:1234-PSG_out(1,31): Ch(0): Period=3840",
-                                       "U:1234-PSG_out(0,52): Ch(0): Period=3892"}));
-
+    EXPECT_EQ(Traces(), (Records{"U:1234-PSG_out(1,31): Ch(0): Period=3840",
+                                 "U:1234-PSG_out(0,52): Ch(0): Period=3892"}));
     WriteRegister(4, 3);
     EXPECT_EQ(g_PsgSound.channels[2].halfPeriod, 24) << "short periods still toggle";
     WriteRegister(5, 0x0F);
     WriteRegister(4, 0xFF);
     EXPECT_EQ(g_PsgSound.channels[2].halfPeriod, 4095 * 8);
+
+    Traces();
+    WriteRegister(6, 0x25);
+    EXPECT_EQ(g_PsgSound.noisePeriod, 5 * 16);
+    EXPECT_EQ(Traces(),
+              (Records{"PSG_out(6,37): NoiseFreq: Bad value", "PSG_out(6,37): Period=5"}));
 }
 
 TEST_F(PsgRegisters, ThreadDrivenEngineGetsFrequencies) {
-    UseThreadDrivenEngine();
+    g_Machine.Type |= CPC_TYPE_THREAD_SOUND;
     processor_.time = 77;
     WriteRegister(3, 0x0F);
     WriteRegister(2, 0x34);
     EXPECT_EQ(g_PsgSound.channels[1].frequency, 62500 / 3892);
     EXPECT_EQ(g_PsgSound.channels[1].halfPeriod, 0) << "only the engine in use is computed";
-    EXPECT_TRUE(TraceRecorded("U:77-PSG_out(2,52): Ch(1): Freq=16 (Period=3892)"));
+    EXPECT_TRUE(TraceLog::Has(Traces(), "U:77-PSG_out(2,52): Ch(1): Freq=16 (Period=3892)"));
     WriteRegister(3, 0);
     WriteRegister(2, 5);
     EXPECT_EQ(g_PsgSound.channels[1].frequency, 12500);
     WriteRegister(2, 4);
     EXPECT_EQ(g_PsgSound.channels[1].frequency, 0) << "periods below 5 are silent";
 
-    ClearTraceRecords();
+    Traces();
     WriteRegister(6, 0x05);
     EXPECT_EQ(g_PsgSound.noiseFrequency, 12500);
     WriteRegister(6, 0x00);
     EXPECT_EQ(g_PsgSound.noiseFrequency, 0);
-    EXPECT_EQ(TraceRecords(), (Records{"PSG_out(6,5): NoiseFreq, Freq=12500 (Period=5)",
-                                       "PSG_out(6,0): NoiseFreq, Freq=0 (Period=0)"}));
+    EXPECT_EQ(Traces(), (Records{"PSG_out(6,5): NoiseFreq, Freq=12500 (Period=5)",
+                                 "PSG_out(6,0): NoiseFreq, Freq=0 (Period=0)"}));
 }
 
-TEST_F(PsgRegisters, NoisePeriodMasksBadBits) {
-    WriteRegister(6, 0x25);
-    EXPECT_EQ(g_PsgSound.noisePeriod, 5 * 16);
-    EXPECT_EQ(TraceRecords(),
-              (Records{"PSG_out(6,37): NoiseFreq: Bad value", "PSG_out(6,37): Period=5"}));
-}
-
-TEST_F(PsgRegisters, MixerEnablesToneAndNoisePerChannel) {
+TEST_F(PsgRegisters, MixerAndIoPortRegisters) {
     const PSG_Channel* ch = g_PsgSound.channels;
     WriteRegister(7, 0x05);
     EXPECT_EQ(ch[0].toneEnabled + 2 * ch[1].toneEnabled + 4 * ch[2].toneEnabled, 2);
     EXPECT_EQ(ch[0].noiseEnabled + ch[1].noiseEnabled + ch[2].noiseEnabled, 3);
-    EXPECT_EQ(TraceRecords(),
+    EXPECT_EQ(Traces(),
               (Records{"PSG_out(7,5): Mixer Control",
                        "PSG_out(): Ch(0): [T:0,N:1] Ch(1): [T:1,N:1] Ch(2): [T:0,N:1] "}));
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
 
-    ClearTraceRecords();
     WriteRegister(7, 0x78);  // port A as output
     EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT);
-    EXPECT_EQ(TraceRecords(),
+    EXPECT_EQ(Traces(),
               (Records{"PSG_out(7,120): Mixer Control",
                        "PSG_out(): PSG port A set to output: UNSUPPORTED",
                        "PSG_out(): Ch(0): [T:1,N:0] Ch(1): [T:1,N:0] Ch(2): [T:1,N:0] "}));
-}
 
-TEST_F(PsgRegisters, WritesToTheIoPortRegistersStopTheMachine) {
-    WriteRegister(15, 0x01);
-    EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT);
-    processor_.stopReason = Z80_STOP_NONE;
-    WriteRegister(14, 0xFF);
-    EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT);
-    EXPECT_EQ(TraceRecords(), (Records{"PSG_out(15,1)", "PSG_out(14,255)"}));
-
+    for (uint8_t reg : {15, 14}) {
+        processor_.stopReason = Z80_STOP_NONE;
+        WriteRegister(reg, reg == 15 ? 0x01 : 0xFF);
+        EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT) << int(reg);
+    }
+    EXPECT_EQ(Traces(), (Records{"PSG_out(15,1)", "PSG_out(14,255)"}));
     // Without a processor there is nobody to stop, and a register past 15 is refused.
     g_Machine.processor = nullptr;
     PSG_out(14, 0);
     PSG_out(16, 1);
-    EXPECT_TRUE(TraceRecorded("* PSG_out(16,1): No such register, ignored"));
+    EXPECT_TRUE(TraceLog::Has(Traces(), "* PSG_out(16,1): No such register, ignored"));
 }
 
-TEST_F(PsgRegisters, VolumeIsConstantOrFollowsTheEnvelope) {
+TEST_F(PsgRegisters, VolumeIsConstantOrFollowsTheEnvelopeScaledByTheMaster) {
     processor_.time = 5;
     WriteRegister(8, 0x0F);
     EXPECT_EQ(g_PsgSound.channels[0].amplitude, 10920);
@@ -134,47 +96,71 @@ TEST_F(PsgRegisters, VolumeIsConstantOrFollowsTheEnvelope) {
     WriteRegister(9, 0x13);
     EXPECT_EQ(g_PsgSound.channels[1].envelopeMode, 1);
     EXPECT_EQ(g_PsgSound.channels[1].amplitude, 10920);
-    EXPECT_TRUE(TraceRecorded("U:5-PSG_out(8,15): Ch(0): Vol=15 (10920), Amplitude:Constant"));
-    EXPECT_TRUE(TraceRecorded("U:5-PSG_out(9,19): Ch(1): Vol=3 (10920), Amplitude:Env"));
+    Records traces = Traces();
+    EXPECT_TRUE(
+        TraceLog::Has(traces, "U:5-PSG_out(8,15): Ch(0): Vol=15 (10920), Amplitude:Constant"));
+    EXPECT_TRUE(TraceLog::Has(traces, "U:5-PSG_out(9,19): Ch(1): Vol=3 (10920), Amplitude:Env"));
 
     WriteRegister(13, 0x0C);  // attack: restarts at level 0
     EXPECT_EQ(g_PsgSound.envelopeStep, 1);
     EXPECT_EQ(g_PsgSound.channels[1].amplitude, 0);
     EXPECT_EQ(g_PsgSound.channels[0].amplitude, 10920) << "a constant volume stays";
-    EXPECT_TRUE(TraceRecorded("PSG_out(13,12): Env Shape: 12"));
+    EXPECT_TRUE(TraceLog::Has(Traces(), "PSG_out(13,12): Env Shape: 12"));
 
     g_PsgSound.envelopeTime = 999;
     WriteRegister(11, 0x34);
     WriteRegister(12, 0x12);
     EXPECT_EQ(g_PsgSound.envelopeTime, 0u) << "a period write restarts the envelope too";
     EXPECT_EQ(g_PsgSound.envelopePeriod, 0x1234u * 16);
-    EXPECT_TRUE(TraceRecorded("PSG_out(12,18): Env Period: 4660"));
-}
+    EXPECT_TRUE(TraceLog::Has(Traces(), "PSG_out(12,18): Env Period: 4660"));
 
-TEST_F(PsgRegisters, MasterVolumeScalesTheAmplitudes) {
+    // Reset clears the sound parameters but keeps the registers and the envelope level.
+    WriteRegister(0, 0x10);
+    g_PsgSound.ringWrite = 400;
+    PSG_Reset();
+    EXPECT_EQ(g_PsgSound.channels[0].halfPeriod, 0);
+    EXPECT_EQ(g_PsgSound.channels[0].envelopeMode, 0);
+    EXPECT_EQ(g_PsgSound.channels[1].envelopeMode, 0);
+    EXPECT_EQ(g_PsgSound.envelopePeriod, 0u);
+    EXPECT_EQ(g_PsgSound.ringWrite, 0u);
+    EXPECT_EQ(g_PsgSound.envelopeLevel, 0) << "level and step stay where the attack began";
+    EXPECT_EQ(g_PsgSound.envelopeStep, 1);
+    EXPECT_EQ(g_Machine.psg.registers[12], 0x12);
+
+    // The master volume scales the amplitudes from the next volume write on.
     PSG_SetMasterVolume(12);
     WriteRegister(8, 15);
     WriteRegister(9, 1);
     EXPECT_EQ(g_PsgSound.channels[0].amplitude, 2730);
     EXPECT_EQ(g_PsgSound.channels[1].amplitude, 30);
     PSG_SetMasterVolume(0xF0);  // only the low four bits count: silence
-    EXPECT_EQ(g_PsgSound.channels[0].amplitude, 2730) << "kept until the next volume write";
+    EXPECT_EQ(g_PsgSound.channels[0].amplitude, 2730);
     WriteRegister(8, 15);
     EXPECT_EQ(g_PsgSound.channels[0].amplitude, 0);
     PSG_SetMasterVolume(15);
 }
 
-TEST_F(PsgRegisters, ResetClearsSoundParametersButKeepsRegistersAndEnvelopeLevel) {
-    WriteRegister(0, 0x10);
-    WriteRegister(8, 0x1F);
-    WriteRegister(12, 0x01);
-    WriteRegister(13, 0x00);
-    g_PsgSound.ringWrite = 400;
-    PSG_Reset();
-    EXPECT_EQ(g_PsgSound.channels[0].halfPeriod, 0);
-    EXPECT_EQ(g_PsgSound.channels[0].envelopeMode, 0);
-    EXPECT_EQ(g_PsgSound.envelopePeriod, 0u);
-    EXPECT_EQ(g_PsgSound.ringWrite, 0u);
-    EXPECT_EQ(g_PsgSound.envelopeLevel, 15);
-    EXPECT_EQ(g_Machine.psg.registers[12], 0x01);
+TEST(SpeedCorrection, ClampsDecaysAndAverages) {
+    Emul_AdjustSpeed(PSG_SPEED_RESET);
+    Emul_AdjustSpeed(-7);
+    for (int i = 0; i < 4; ++i) Emul_AdjustSpeed(0);  // -2, -1, 0, 0
+    EXPECT_EQ(g_PsgSound.speedCorrection, 0);
+    EXPECT_EQ(g_PsgSound.correctionSum, -10);
+    EXPECT_EQ(g_PsgSound.correctionCount, 5u);
+    Emul_AdjustSpeed(-150);
+    EXPECT_EQ(g_PsgSound.speedCorrection, -100);
+    EXPECT_EQ(g_PsgSound.correctionSum, -100);
+
+    Emul_AdjustSpeed(PSG_SPEED_RESET);
+    for (int i = 0; i < 10; ++i) Emul_AdjustSpeed(+10);
+    EXPECT_EQ(g_PsgSound.speedCorrection, 100);
+    EXPECT_EQ(g_PsgSound.correctionCount, PSG_CORRECTION_AT_LIMIT);
+    EXPECT_EQ(g_PsgSound.correctionSum, 100);
+    Emul_AdjustSpeed(+10);
+    Emul_AdjustSpeed(0);
+    EXPECT_EQ(g_PsgSound.speedCorrection, 95);
+    EXPECT_EQ(g_PsgSound.correctionSum, 100) << "the sum stays at the limit until cleared";
+    Emul_AdjustSpeed(PSG_SPEED_RESET);
+    EXPECT_EQ(g_PsgSound.speedCorrection, 0);
+    EXPECT_EQ(g_PsgSound.correctionCount, 0u);
 }

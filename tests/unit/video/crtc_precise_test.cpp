@@ -4,7 +4,7 @@
 
 namespace {
 
-class CrtcPreciseTest : public VideoTest {
+class CrtcPrecise : public VideoTest {
    protected:
     // Runs to the next VSYNC start; returns the microsecond it happened at.
     uint64_t RunToVsyncStart() {
@@ -16,17 +16,9 @@ class CrtcPreciseTest : public VideoTest {
         });
         return now_;
     }
-
-    // Lines the next VSYNC lasts, counted from its start.
-    uint32_t MeasureVsyncLines() {
-        uint64_t start = RunToVsyncStart();
-        RunUntil([&] { return !VsyncActive(); });
-        return static_cast<uint32_t>((now_ - start) / kLineMicroseconds);
-    }
-
-    // Microseconds from the next HSYNC start until the requested mode is in force, or 0
-    // when it is not within two lines.
-    uint32_t MeasureModeChangeDelay(uint8_t syncWidths) {
+    // Microseconds from the next HSYNC start until a mode change is in force, 0 when it is
+    // not within two lines.
+    uint32_t ModeChangeDelay(uint8_t syncWidths) {
         WriteRegister(3, syncWidths);
         Run(2 * kLineMicroseconds);  // any earlier mode change has run out
         g_Machine.ga.screenMode = g_Machine.crtc.currentMode = 0;
@@ -41,7 +33,9 @@ class CrtcPreciseTest : public VideoTest {
     }
 };
 
-TEST_F(CrtcPreciseTest, ResetRegistersGiveA312LineFrameWithVsyncAtLine240AndSixInterrupts) {
+}  // namespace
+
+TEST_F(CrtcPrecise, ResetRegistersGiveA312LineFrameWithVsyncAtLine240AndSixInterrupts) {
     ColdStart(1);
     uint64_t previous = RunToVsyncStart();
     for (int frame = 0; frame < 3; ++frame) {
@@ -54,7 +48,8 @@ TEST_F(CrtcPreciseTest, ResetRegistersGiveA312LineFrameWithVsyncAtLine240AndSixI
     }
 }
 
-TEST_F(CrtcPreciseTest, MonitorFramesAre312LinesOnceRunningButTheFirstIsLonger) {
+TEST_F(CrtcPrecise, MonitorFramesAre312LinesOnceRunningAndNeedNoFrameBuffer) {
+    PAL_SetFrameBuffer(nullptr);
     ColdStart(1);
     RunUntil([] { return repaints().size() == 4; }, 6 * kFrameMicroseconds);
     ASSERT_EQ(repaints().size(), 4u);
@@ -63,51 +58,38 @@ TEST_F(CrtcPreciseTest, MonitorFramesAre312LinesOnceRunningButTheFirstIsLonger) 
     EXPECT_EQ(repaints()[0], 265 + kFrameLines);
     for (size_t frame = 1; frame < repaints().size(); ++frame)
         EXPECT_EQ(repaints()[frame], kFrameLines);
+    EXPECT_TRUE(AllBlack(frame_.data(), frame_.data() + frame_.size()));
 }
 
-TEST_F(CrtcPreciseTest, DisplayLinesLandInRows39To238AtPositions65To704) {
+TEST_F(CrtcPrecise, DisplayLinesLandInRows39To238AtPositions65To704) {
     // Screen at 0xC000 filled with pen 1 in mode 2; the other blocks hold pen 0.
     std::fill(ram_.begin() + 3 * CPC_PAGE_SIZE, ram_.end(), 0xFF);
     g_Machine.ga.screenMode = 2;
     ColdStart(1);
     RunUntil([] { return repaints().size() == 3; }, 5 * kFrameMicroseconds);
-
-    const uint8_t ink1 = kInkOfPen0 + 1;
     int wrong = 0;
     for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
         bool display = row >= 39 && row <= 238;
         for (int x = 0; x < PAL_FRAME_ROW_BYTES; ++x) {
             uint8_t expected = x >= PAL_SCREEN_WIDTH            ? PAL_BLACK
-                               : display && x >= 65 && x <= 704 ? ink1
+                               : display && x >= 65 && x <= 704 ? kInkOfPen0 + 1
                                                                 : kBorderInk;
-            if (Row(row)[x] != expected && wrong++ < 5) {
+            if (Row(row)[x] != expected && wrong++ < 5)
                 ADD_FAILURE() << "row " << row << " x " << x << ": " << int(Row(row)[x]);
-            }
         }
     }
     EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(CrtcPreciseTest, WithoutAFrameBufferNothingIsDrawnAndTimingIsUnchanged) {
-    PAL_SetFrameBuffer(nullptr);
-    ColdStart(1);
-    Run(3 * kFrameMicroseconds);
-    EXPECT_EQ(repaints().size(), 2u);
-    EXPECT_TRUE(
-        std::all_of(frame_.begin(), frame_.end(), [](uint8_t b) { return b == PAL_BLACK; }));
-}
-
-TEST_F(CrtcPreciseTest, RegisterWritesAreMaskedAndOnlyR12ToR17ReadBack) {
+TEST_F(CrtcPrecise, RegisterWritesAreMaskedAndOnlyR12ToR17ReadBack) {
+    const uint8_t masks[CRTC_REGISTER_COUNT] = {0xFF, 0xFF, 0xFF, 0x7F, 0x7F, 0x1F,
+                                                0x7F, 0x7F, 0x03, 0x1F, 0x7F, 0x1F,
+                                                0x3F, 0xFF, 0x3F, 0xFF, 0x3F, 0xFF};
     ColdStart(0);
-    WriteRegister(3, 0xFF);
-    EXPECT_EQ(g_Machine.crtc.R[3], 0x7F);
-    WriteRegister(8, 0xFF);
-    EXPECT_EQ(g_Machine.crtc.R[8], 0x03);
     for (int reg = 0; reg < CRTC_REGISTER_COUNT; ++reg) {
         WriteRegister(static_cast<uint8_t>(reg), 0xFF);
-        EXPECT_EQ(g_Machine.crtc.R[reg], CRTC_RegisterMask(reg)) << "R" << reg;
-        uint8_t expected = reg >= 12 ? CRTC_RegisterMask(reg) : 0;
-        EXPECT_EQ(g_Machine.crtcOps.in(3), expected) << "R" << reg;
+        EXPECT_EQ(g_Machine.crtc.R[reg], masks[reg]) << "R" << reg;
+        EXPECT_EQ(g_Machine.crtcOps.in(3), reg >= 12 ? masks[reg] : 0) << "R" << reg;
     }
 
     g_Machine.crtcOps.out(0, 12);
@@ -116,7 +98,6 @@ TEST_F(CrtcPreciseTest, RegisterWritesAreMaskedAndOnlyR12ToR17ReadBack) {
     EXPECT_EQ(g_Machine.crtc.selectedRegister, 12);
     g_Machine.crtcOps.out(0, 0x2D);  // only the low five bits select: R13
     EXPECT_EQ(g_Machine.crtc.selectedRegister, 13);
-
     for (uint8_t port = 0; port < 3; ++port) EXPECT_EQ(g_Machine.crtcOps.in(port), 0) << int(port);
     g_Machine.crtcOps.out(2, 0x55);
     g_Machine.crtcOps.out(3, 0x55);
@@ -124,10 +105,9 @@ TEST_F(CrtcPreciseTest, RegisterWritesAreMaskedAndOnlyR12ToR17ReadBack) {
     EXPECT_EQ(g_Machine.crtc.selectedRegister, 13);
 }
 
-TEST_F(CrtcPreciseTest, HsyncWidthZeroStopsLinesAndInterruptsWidthOneOnlyLines) {
+TEST_F(CrtcPrecise, HsyncWidthZeroStopsLinesAndInterruptsWidthOneOnlyLines) {
     ColdStart(1);
     Run(2 * kFrameMicroseconds);
-
     WriteRegister(3, 0x81);
     Run(kFrameMicroseconds);  // settle
     interrupts_ = 0;
@@ -148,30 +128,32 @@ TEST_F(CrtcPreciseTest, HsyncWidthZeroStopsLinesAndInterruptsWidthOneOnlyLines) 
     EXPECT_EQ(repaints().size(), frames);
 }
 
-TEST_F(CrtcPreciseTest, ModeChangeWaitsForTheGateArrayHsync) {
+TEST_F(CrtcPrecise, ModeChangeWaitsForTheGateArrayHsync) {
     ColdStart(1);
-    EXPECT_EQ(MeasureModeChangeDelay(0x8E), 6u);
-    EXPECT_EQ(MeasureModeChangeDelay(0x86), 6u);
-    EXPECT_EQ(MeasureModeChangeDelay(0x85), 5u);
-    EXPECT_EQ(MeasureModeChangeDelay(0x83), 3u);
-    EXPECT_EQ(MeasureModeChangeDelay(0x82), 0u);
+    const std::pair<uint8_t, uint32_t> cases[] = {
+        {0x8E, 6}, {0x86, 6}, {0x85, 5}, {0x83, 3}, {0x82, 0}};
+    for (auto [widths, delay] : cases) EXPECT_EQ(ModeChangeDelay(widths), delay) << int(widths);
 }
 
-TEST_F(CrtcPreciseTest, VsyncLengthComesFromR3OnType0Only) {
-    ColdStart(0);
-    EXPECT_EQ(MeasureVsyncLines(), 8u);
-    WriteRegister(3, 0x0E);
-    EXPECT_EQ(MeasureVsyncLines(), 16u);
-    WriteRegister(3, 0x4E);
-    EXPECT_EQ(MeasureVsyncLines(), 4u);
-
-    ColdStart(1);
-    EXPECT_EQ(MeasureVsyncLines(), 16u);
-    WriteRegister(3, 0x4E);
-    EXPECT_EQ(MeasureVsyncLines(), 16u);
+TEST_F(CrtcPrecise, VsyncLengthComesFromR3OnType0Only) {
+    struct Case {
+        uint8_t type;
+        int r3;  // -1: the reset value
+        uint32_t lines;
+    };
+    for (Case c : {Case{0, -1, 8}, Case{0, 0x0E, 16}, Case{0, 0x4E, 4}, Case{1, -1, 16},
+                   Case{1, 0x4E, 16}}) {
+        if (c.r3 < 0)
+            ColdStart(c.type);
+        else
+            WriteRegister(3, static_cast<uint8_t>(c.r3));
+        uint64_t start = RunToVsyncStart();
+        RunUntil([&] { return !VsyncActive(); });
+        EXPECT_EQ((now_ - start) / kLineMicroseconds, c.lines) << int(c.type) << " " << c.r3;
+    }
 }
 
-TEST_F(CrtcPreciseTest, GateArrayResynchronisesTwoHsyncsAfterVsync) {
+TEST_F(CrtcPrecise, GateArrayResynchronisesTwoHsyncsAfterVsync) {
     ColdStart(1);
     for (uint8_t counter : {40, 10}) {
         RunToVsyncStart();
@@ -183,7 +165,7 @@ TEST_F(CrtcPreciseTest, GateArrayResynchronisesTwoHsyncsAfterVsync) {
     }
 }
 
-TEST_F(CrtcPreciseTest, StartAddressChangeInTheFirstRowActsNextLineOnType1NextFrameOnType0) {
+TEST_F(CrtcPrecise, StartAddressChangeInTheFirstRowActsNextLineOnType1NextFrameOnType0) {
     for (uint8_t type : {1, 0}) {
         ColdStart(type);
         RunUntil([] { return g_Machine.crtc.SL == 1; });
@@ -197,7 +179,7 @@ TEST_F(CrtcPreciseTest, StartAddressChangeInTheFirstRowActsNextLineOnType1NextFr
     }
 }
 
-TEST_F(CrtcPreciseTest, AddressComputationMapsMaAndRaToTheRamBlocks) {
+TEST_F(CrtcPrecise, AddressComputationMapsMaAndRaToTheRamBlocks) {
     ColdStart(0);
     CRTC_State& c = g_Machine.crtc;
     c.MA = 0x3000 | 0x3FF;
@@ -212,10 +194,6 @@ TEST_F(CrtcPreciseTest, AddressComputationMapsMaAndRaToTheRamBlocks) {
     EXPECT_EQ(c.ramBlock, g_Machine.baseRam[1]);
     EXPECT_EQ(c.byteOffset, 2 * 0x800 + 10);
 }
-
-}  // namespace
-
-namespace {
 
 // Whatever the registers and offsets, nothing lands outside the 768 shown columns.
 TEST_F(VideoTest, ArbitraryRegistersAndOffsetsStayInsideTheShownColumns) {
@@ -233,18 +211,12 @@ TEST_F(VideoTest, ArbitraryRegistersAndOffsetsStayInsideTheShownColumns) {
         uint8_t reg = next() % CRTC_REGISTER_COUNT;
         WriteRegister(reg, next());
         Run(next() * 8u);
-
         int8_t left = static_cast<int8_t>(next());
         int8_t right = static_cast<int8_t>(next());
         PAL_SetFastGeometry(1, g_Machine.crtc.R, left, right);
         PAL_DrawLine(g_Machine.baseRam[next() & 3], static_cast<uint16_t>(next() << 8 | next()),
                      next() + 6u, next() & 3);
     }
-    for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
-        ASSERT_TRUE(std::all_of(Row(row) + PAL_SCREEN_WIDTH, Row(row) + PAL_FRAME_ROW_BYTES,
-                                [](uint8_t b) { return b == PAL_BLACK; }))
-            << "row " << row;
-    }
+    for (int row = 0; row < PAL_FRAME_ROWS; ++row)
+        ASSERT_TRUE(AllBlack(Row(row) + PAL_SCREEN_WIDTH, Row(row) + PAL_FRAME_ROW_BYTES)) << row;
 }
-
-}  // namespace

@@ -1,66 +1,59 @@
 // The renderer called directly, as the CRTC variants call it.
-#include <algorithm>
-
 #include "video_fixture.h"
 
 namespace {
 
-class RendererTest : public VideoTest {
+class Renderer : public VideoTest {
    protected:
     // Starts monitor line ML 6 (row 0) with pixel 0 the first one drawn.
-    void BeginRow0(uint8_t mode) {
-        g_Machine.horizontalOffset = 0;
+    void BeginRow0(uint8_t mode, int16_t offset = 0) {
+        g_Machine.horizontalOffset = offset;
         g_Machine.crtc.ML = PAL_FIRST_SHOWN_LINE;
         g_Machine.crtc.currentMode = mode;
         PAL_BeginLine();
     }
-
-    // Pens (inks back to pen numbers) of the first count pixels of row 0.
-    std::vector<int> PensOfRow0(int count) {
+    // Pens (inks back to pen numbers) of the first 16 pixels of a row.
+    std::vector<int> Pens(int row) {
         std::vector<int> pens;
-        for (int x = 0; x < count; ++x) pens.push_back(Row(0)[x] - kInkOfPen0);
+        for (int x = 0; x < 16; ++x) pens.push_back(Row(row)[x] - kInkOfPen0);
         return pens;
     }
-
     void FastGeometry(uint8_t r1, int16_t leftChars, int16_t rightChars) {
         uint8_t registers[CRTC_REGISTER_COUNT] = {};
         registers[1] = r1;
         PAL_SetFastGeometry(1, registers, leftChars, rightChars);
     }
+    std::ptrdiff_t Count(int row, int from, int to, uint8_t ink) {
+        return std::count(Row(row) + from, Row(row) + to, ink);
+    }
 };
 
-using Pens = std::vector<int>;
+}  // namespace
 
-TEST_F(RendererTest, ScreenBytesDecodeByMode) {
-    const uint8_t bytes[2] = {0xAA, 0x0F};
-    BeginRow0(0);
-    PAL_DrawChar(bytes);
-    EXPECT_EQ(PensOfRow0(16), Pens({15, 15, 15, 15, 0, 0, 0, 0, 10, 10, 10, 10, 10, 10, 10, 10}));
-
-    BeginRow0(1);
-    PAL_DrawChar(bytes);
-    EXPECT_EQ(PensOfRow0(16), Pens({3, 3, 0, 0, 3, 3, 0, 0, 2, 2, 2, 2, 2, 2, 2, 2}));
-
-    const uint8_t mode2[2] = {0x80, 0x35};
-    BeginRow0(2);
-    PAL_DrawChar(mode2);
-    EXPECT_EQ(PensOfRow0(16), Pens({1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 1, 0, 1}));
-
-    BeginRow0(3);
-    PAL_DrawChar(bytes);
-    EXPECT_EQ(PensOfRow0(16), Pens({3, 3, 3, 3, 0, 0, 0, 0, 2, 2, 2, 2, 2, 2, 2, 2}));
-
-    for (uint8_t mode = 0; mode < 4; ++mode) {
-        BeginRow0(mode);
+TEST_F(Renderer, ScreenBytesDecodeByMode) {
+    struct Case {
+        uint8_t mode, first, second;
+        std::vector<int> pens;
+    };
+    const Case cases[] = {
+        {0, 0xAA, 0x0F, {15, 15, 15, 15, 0, 0, 0, 0, 10, 10, 10, 10, 10, 10, 10, 10}},
+        {1, 0xAA, 0x0F, {3, 3, 0, 0, 3, 3, 0, 0, 2, 2, 2, 2, 2, 2, 2, 2}},
+        {2, 0x80, 0x35, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 1, 0, 1}},
+        {3, 0xAA, 0x0F, {3, 3, 3, 3, 0, 0, 0, 0, 2, 2, 2, 2, 2, 2, 2, 2}},
+    };
+    for (const Case& c : cases) {
+        const uint8_t bytes[2] = {c.first, c.second};
+        BeginRow0(c.mode);
+        PAL_DrawChar(bytes);
+        EXPECT_EQ(Pens(0), c.pens) << "mode " << int(c.mode);
+        BeginRow0(c.mode);
         PAL_DrawChar(nullptr);
-        EXPECT_TRUE(std::all_of(Row(0), Row(0) + 16, [](uint8_t b) { return b == kBorderInk; }));
+        EXPECT_EQ(Count(0, 0, 16, kBorderInk), 16) << "mode " << int(c.mode);
     }
 }
 
-TEST_F(RendererTest, PixelsLeftOfTheOffsetAndPastTheEdgeAreDropped) {
-    g_Machine.horizontalOffset = -1;
-    g_Machine.crtc.ML = PAL_FIRST_SHOWN_LINE;
-    PAL_BeginLine();
+TEST_F(Renderer, PixelsLeftOfTheOffsetAndPastTheEdgeAreDropped) {
+    BeginRow0(1, -1);
     PAL_DrawSync();  // x -15 to 0: only pixel 0 lands
     PAL_DrawSync();
     EXPECT_EQ(Row(0)[0], 12);
@@ -82,32 +75,24 @@ TEST_F(RendererTest, PixelsLeftOfTheOffsetAndPastTheEdgeAreDropped) {
     EXPECT_EQ(std::count(frame_.begin(), frame_.end(), kBorderInk), PAL_SCREEN_WIDTH - 17);
 }
 
-TEST_F(RendererTest, EndFrameFillsTheRowsBelowTheLastLine) {
+TEST_F(Renderer, EndFrameFillsTheRowsBelowTheLastLineAndRefreshesStatusEvery100) {
     PAL_EndFrame(312);
-    EXPECT_EQ(std::count(frame_.begin(), frame_.end(), PAL_BLACK),
-              std::ptrdiff_t{PAL_FRAME_BUFFER_SIZE});
-
+    EXPECT_TRUE(AllBlack(frame_.data(), frame_.data() + frame_.size()));
     PAL_EndFrame(200);
     for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
-        uint8_t expected = row >= 194 ? kBorderInk : PAL_BLACK;
-        EXPECT_EQ(std::count(Row(row), Row(row) + PAL_SCREEN_WIDTH, expected), PAL_SCREEN_WIDTH)
+        EXPECT_EQ(Count(row, 0, PAL_SCREEN_WIDTH, row >= 194 ? kBorderInk : PAL_BLACK),
+                  PAL_SCREEN_WIDTH)
             << row;
-        EXPECT_EQ(
-            std::count(Row(row) + PAL_SCREEN_WIDTH, Row(row) + PAL_FRAME_ROW_BYTES, PAL_BLACK),
-            PAL_SCREEN_WIDTH);
+        EXPECT_TRUE(AllBlack(Row(row) + PAL_SCREEN_WIDTH, Row(row) + PAL_FRAME_ROW_BYTES));
     }
     PAL_EndFrame(3);
     EXPECT_EQ(Row(0)[0], kBorderInk);
     EXPECT_EQ(repaints().size(), 3u);
-}
 
-TEST_F(RendererTest, StatusRefreshIsRaisedEvery100Frames) {
     // Earlier tests ended frames too: run up to the next measurement first.
     PAL_TakeStatusRefresh();
     int frames = 0;
-    do {
-        PAL_EndFrame(312);
-    } while (!PAL_TakeStatusRefresh() && ++frames < 100);
+    while (!PAL_TakeStatusRefresh() && frames++ < 100) PAL_EndFrame(312);
     ASSERT_LT(frames, 100);
     for (int i = 0; i < 99; ++i) PAL_EndFrame(312);
     EXPECT_FALSE(PAL_TakeStatusRefresh());
@@ -116,7 +101,7 @@ TEST_F(RendererTest, StatusRefreshIsRaisedEvery100Frames) {
     EXPECT_FALSE(PAL_TakeStatusRefresh());
 }
 
-TEST_F(RendererTest, FastLinePlacesBordersAroundTheScreenBytes) {
+TEST_F(Renderer, FastLinePlacesBordersAroundTheScreenBytes) {
     uint8_t* block = g_Machine.baseRam[3];
     for (int i = 0; i < 0x800; ++i) block[0x800 + i] = static_cast<uint8_t>(i);
     std::fill(block + 0x1000, block + 0x1800, 0xFF);
@@ -126,9 +111,9 @@ TEST_F(RendererTest, FastLinePlacesBordersAroundTheScreenBytes) {
     g_Machine.horizontalOffset = -8;
     FastGeometry(40, 12, 8);
     PAL_DrawLine(block, 0x1000, PAL_FIRST_SHOWN_LINE, 2);
-    EXPECT_EQ(std::count(Row(0), Row(0) + 64, kBorderInk), 64);
-    EXPECT_EQ(std::count(Row(0) + 64, Row(0) + 704, ink1), 640);
-    EXPECT_EQ(std::count(Row(0) + 704, Row(0) + 768, kBorderInk), 64);
+    EXPECT_EQ(Count(0, 0, 64, kBorderInk), 64);
+    EXPECT_EQ(Count(0, 64, 704, ink1), 640);
+    EXPECT_EQ(Count(0, 704, 768, kBorderInk), 64);
     EXPECT_EQ(Row(0)[768], PAL_BLACK);
 
     // A negative left border starts 4 bytes into the 80 and draws the other 76; the byte
@@ -146,16 +131,13 @@ TEST_F(RendererTest, FastLinePlacesBordersAroundTheScreenBytes) {
     g_Machine.horizontalOffset = -1;
     FastGeometry(1, -2, 0);
     PAL_DrawLine(block, 0x1000, PAL_FIRST_SHOWN_LINE + 2, 2);
-    EXPECT_EQ(std::count(Row(2), Row(2) + 768, ink1), 768);
+    EXPECT_EQ(Count(2, 0, 768, ink1), 768);
     EXPECT_EQ(Row(2)[768], PAL_BLACK);
 
     // No RAM block: a border line. Lines outside the shown rows draw nothing.
     PAL_DrawLine(nullptr, 0, PAL_FIRST_SHOWN_LINE + 3, 2);
-    EXPECT_EQ(std::count(Row(3), Row(3) + 768, kBorderInk), 768);
+    EXPECT_EQ(Count(3, 0, 768, kBorderInk), 768);
     PAL_DrawLine(block, 0x1000, 5, 2);
     PAL_DrawLine(block, 0x1000, 276, 2);
-    EXPECT_TRUE(std::all_of(Row(4), frame_.data() + frame_.size(),
-                            [](uint8_t b) { return b == PAL_BLACK; }));
+    EXPECT_TRUE(AllBlack(Row(4), frame_.data() + frame_.size()));
 }
-
-}  // namespace

@@ -3,6 +3,7 @@
 // a frame buffer, known inks, and interrupts acknowledged the way the processor does.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -25,7 +26,7 @@ class VideoTest : public ::testing::Test {
         PAL_InitVideoTables();
         PAL_SetFrameBuffer(frame_.data());
         repaints().clear();
-        PAL_SetRepaintHandler(&RecordRepaint);
+        PAL_SetRepaintHandler([] { repaints().push_back(g_Machine.crtc.ML); });
         for (int block = 0; block < 4; ++block)
             g_Machine.baseRam[block] = ram_.data() + block * CPC_PAGE_SIZE;
         g_Machine.Type = CPC_MODEL_6128;
@@ -36,33 +37,26 @@ class VideoTest : public ::testing::Test {
         g_Machine.ga.penInks[16] = kBorderInk;
         g_Machine.ga.screenMode = 0;
     }
-
     void TearDown() override {
         PAL_SetRepaintHandler(nullptr);
         PAL_SetFrameBuffer(nullptr);
         for (auto& block : g_Machine.baseRam) block = nullptr;
     }
 
-    // Power-on: nothing survives from an earlier run, then the machine reset.
+    // Power-on (nothing survives from an earlier run), then the machine reset.
     void ColdStart(uint8_t crtcType) {
         g_Machine.crtc = CRTC_State{};
         CRTC_Init(crtcType);
-        Reset();
-    }
-
-    void Reset() {
         CRTC_ClearResetState(&g_Machine.crtc);
         g_Machine.crtcOps.reset();
         g_Machine.ga.intLineCounter = 0;
         g_Machine.ga.intPending = 0;
         g_Machine.ppi.portB = 0x1E;
     }
-
     void WriteRegister(uint8_t reg, uint8_t value) {
         g_Machine.crtcOps.out(0, reg);
         g_Machine.crtcOps.out(1, value);
     }
-
     // One microsecond, then the acknowledge the processor would make.
     void Tick() {
         g_Machine.crtcOps.tick(1);
@@ -73,31 +67,29 @@ class VideoTest : public ::testing::Test {
             g_Machine.ga.intLineCounter &= ~0x20;
         }
     }
-
     void Run(uint32_t microseconds) {
         for (uint32_t i = 0; i < microseconds; ++i) Tick();
     }
-
     // Ticks until done() holds after a tick; fails the test after limit microseconds.
     template <typename Predicate>
-    bool RunUntil(Predicate done, uint32_t limit = 4 * kFrameMicroseconds) {
+    void RunUntil(Predicate done, uint32_t limit = 4 * kFrameMicroseconds) {
         for (uint32_t i = 0; i < limit; ++i) {
             Tick();
-            if (done()) return true;
+            if (done()) return;
         }
         ADD_FAILURE() << "condition not reached in " << limit << " us";
-        return false;
     }
 
     bool VsyncActive() const { return g_Machine.ppi.portB & 1; }
     uint8_t* Row(int row) { return frame_.data() + size_t{PAL_FRAME_ROW_BYTES} * row; }
-
+    bool AllBlack(const uint8_t* from, const uint8_t* to) const {
+        return std::all_of(from, to, [](uint8_t b) { return b == PAL_BLACK; });
+    }
     // Monitor line counts of the frames ended so far, in order.
     static std::vector<uint16_t>& repaints() {
         static std::vector<uint16_t> lines;
         return lines;
     }
-    static void RecordRepaint() { repaints().push_back(g_Machine.crtc.ML); }
 
     std::vector<uint8_t> ram_;
     std::vector<uint8_t> frame_;

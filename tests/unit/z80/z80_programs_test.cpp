@@ -13,32 +13,6 @@ class Z80Program : public Z80Test {
     }
 };
 
-TEST_F(Z80Program, MultiplyAndDivideTables) {
-    LoadProgram("muldiv");
-    RunUntilStopped();
-    ASSERT_EQ(cpu.stopReason, Z80_STOP_NONE);
-    ASSERT_EQ(cpu.halted, 1);
-    EXPECT_EQ(cpu.SP, 0x8000);
-
-    for (int i = 0; i < 8; ++i) {
-        uint32_t multiplicand = MemoryWord(static_cast<uint16_t>(0x1000 + 4 * i));
-        uint32_t multiplier = MemoryWord(static_cast<uint16_t>(0x1002 + 4 * i));
-        uint32_t product = MemoryWord(static_cast<uint16_t>(0x2000 + 4 * i)) |
-                           static_cast<uint32_t>(MemoryWord(static_cast<uint16_t>(0x2002 + 4 * i)))
-                               << 16;
-        EXPECT_EQ(product, multiplicand * multiplier) << multiplicand << " x " << multiplier;
-    }
-    for (int i = 0; i < 6; ++i) {
-        unsigned dividend = MemoryWord(static_cast<uint16_t>(0x1100 + 3 * i));
-        unsigned divisor = Memory(static_cast<uint16_t>(0x1102 + 3 * i));
-        EXPECT_EQ(MemoryWord(static_cast<uint16_t>(0x2100 + 3 * i)), dividend / divisor)
-            << dividend << " / " << divisor;
-        EXPECT_EQ(Memory(static_cast<uint16_t>(0x2102 + 3 * i)), dividend % divisor)
-            << dividend << " % " << divisor;
-    }
-    EXPECT_EQ(g_Flat.updatedMicroseconds, cpu.time);
-}
-
 TEST_F(Z80Program, BlockCopyChecksumAndSearch) {
     LoadProgram("blockcopy");
     std::vector<uint8_t> source(256);

@@ -10,8 +10,8 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -23,52 +23,44 @@ void TraceRecords(int count) {
     for (int i = 1; i <= count; ++i)
         XT_Trace("trace_probe(): record %d of %d, &BEEF = %04XH", i, count, 0xBEEF);
 }
-
-void TraceFromThreads(int threadCount, int count) {
-    std::atomic<int> waiting{threadCount};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < threadCount; ++t) {
-        threads.emplace_back([&] {
-            // Line every thread up so that several make their first call together.
-            waiting.fetch_sub(1);
-            while (waiting.load() > 0) std::this_thread::yield();
-            TraceRecords(count);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-}
-
-int Usage() {
-    std::fprintf(stderr, "trace_probe: unknown or incomplete command\n");
-    return 1;
-}
 }  // namespace
 
 int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
-        const char* command = argv[i];
-        if (std::strcmp(command, "on") == 0) {
-            XT_AdjustTraceLevel(1);
-        } else if (std::strcmp(command, "off") == 0) {
-            XT_AdjustTraceLevel(0);
-        } else if (std::strcmp(command, "trace") == 0 && i + 1 < argc) {
+        const std::string command = argv[i];
+        const int left = argc - 1 - i;
+        if (command == "on" || command == "off") {
+            XT_AdjustTraceLevel(command == "on");
+        } else if (command == "trace" && left >= 1) {
             TraceRecords(std::atoi(argv[++i]));
-        } else if (std::strcmp(command, "threads") == 0 && i + 2 < argc) {
-            int threadCount = std::atoi(argv[++i]);
-            TraceFromThreads(threadCount, std::atoi(argv[++i]));
-        } else if (std::strcmp(command, "assert") == 0) {
+        } else if (command == "threads" && left >= 2) {
+            const int count = std::atoi(argv[i + 2]);
+            std::atomic<int> waiting{std::atoi(argv[i + 1])};
+            std::vector<std::thread> threads(static_cast<size_t>(waiting.load()));
+            for (std::thread& thread : threads) {
+                thread = std::thread([&] {
+                    // Line every thread up so that several make their first call together.
+                    waiting.fetch_sub(1);
+                    while (waiting.load() > 0) std::this_thread::yield();
+                    TraceRecords(count);
+                });
+            }
+            for (std::thread& thread : threads) thread.join();
+            i += 2;
+        } else if (command == "assert") {
             std::printf("assert at %s:%d\n", __FILE__, __LINE__ + 1);
             XT_NOT_IMPLEMENTED();
             std::printf("continued after assert\n");
-        } else if (std::strcmp(command, "provide") == 0 && i + 2 < argc) {
+        } else if (command == "provide" && left >= 2) {
             std::error_code error;
             std::filesystem::create_symlink(argv[i + 1], argv[i + 2], error);
+            if (error) return 1;
             i += 2;
-            if (error) return Usage();
-        } else if (std::strcmp(command, "findable") == 0) {
+        } else if (command == "findable") {
             std::printf("findable %s\n", PAL_OpenTraceLibrary("Zindrel") ? "yes" : "no");
         } else {
-            return Usage();
+            std::fprintf(stderr, "trace_probe: unknown or incomplete command %s\n", argv[i]);
+            return 1;
         }
     }
     std::printf("level %d\n", static_cast<int>(g_TraceLevel.load()));

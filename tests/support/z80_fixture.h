@@ -14,13 +14,13 @@ class Z80Test : public ::testing::Test {
         cpu.SP = 0x8000;
     }
 
-    // Loads the bytes at PC and executes one whole instruction; returns its microseconds.
+    // Loads the bytes at PC and executes one whole instruction; returns how much the
+    // processor's counter grew (the part handed on ahead of a port access excluded).
     uint32_t Execute(const std::vector<uint8_t>& bytes) {
         FlatMachine_Load(cpu.PC, bytes);
         return Step();
     }
 
-    // Executes one whole instruction where PC stands; returns its microseconds.
     uint32_t Step() {
         uint32_t before = cpu.time;
         Z80_StepInstruction(&cpu);
@@ -32,10 +32,7 @@ class Z80Test : public ::testing::Test {
     uint64_t RunUntilStopped(uint64_t limit = 50000000) {
         cpu.running = 1;
         uint64_t count = 0;
-        while (cpu.running && count < limit) {
-            Z80_StepInstruction(&cpu);
-            ++count;
-        }
+        for (; cpu.running && count < limit; ++count) Z80_StepInstruction(&cpu);
         return count;
     }
 
@@ -44,7 +41,12 @@ class Z80Test : public ::testing::Test {
         return static_cast<uint16_t>(g_Flat.memory[address] |
                                      (g_Flat.memory[static_cast<uint16_t>(address + 1)] << 8));
     }
-    bool Flag(uint8_t flag) const { return (cpu.AF.lo & flag) != 0; }
 
     Z80_State cpu;
 };
+
+namespace z80_flags {
+constexpr uint8_t S = Z80_FLAG_S, Z = Z80_FLAG_Z, H = Z80_FLAG_H, PV = Z80_FLAG_PV, N = Z80_FLAG_N,
+                  C = Z80_FLAG_C;
+constexpr uint8_t kBits53 = 0x28;  // never computed by this processor
+}  // namespace z80_flags

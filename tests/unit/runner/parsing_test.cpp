@@ -1,0 +1,103 @@
+// The runner's command line and the text of its --type action.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "common/machine/machine.h"
+#include "common/sound/psg.h"
+#include "tools/runner/key_script.h"
+#include "tools/runner/runner_options.h"
+
+namespace {
+RunnerParseResult Parse(std::vector<const char*> args, RunnerOptions& options) {
+    std::string error;
+    args.insert(args.begin(), "brallivane-run");
+    RunnerParseResult result =
+        Runner_ParseArguments(static_cast<int>(args.size()), args.data(), options, error);
+    EXPECT_EQ(result == RunnerParseResult::Error, !error.empty()) << error;
+    return result;
+}
+}  // namespace
+
+TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
+    RunnerOptions options;
+    ASSERT_EQ(
+        Parse({"--model",      "464fdi",     "--crtc",       "0",     "--roms",       "/x/roms",
+               "--bench",      "--no-trace", "--until-text", "Ready", "--timeout-ms", "500",
+               "--type",       "run\\n",     "--until-text", "Bye",   "--run-ms",     "20",
+               "--screenshot", "a.png",      "--screen-text"},
+              options),
+        RunnerParseResult::Run);
+    EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
+    EXPECT_EQ(options.crtcType, 0);
+    EXPECT_EQ(options.romDirectory, "/x/roms/");
+    EXPECT_TRUE(options.bench);
+    EXPECT_FALSE(options.trace);
+    // Kind, time (limits for UntilText: 30 s until --timeout-ms changes it), text.
+    using K = RunnerActionKind;
+    const std::vector<std::tuple<K, uint64_t, std::string>> expected = {
+        {K::UntilText, 30000, "Ready"}, {K::Type, 0, "run\\n"},
+        {K::UntilText, 500, "Bye"},     {K::RunMs, 20, ""},
+        {K::Screenshot, 0, "a.png"},    {K::ScreenText, 0, ""}};
+    ASSERT_EQ(options.actions.size(), expected.size());
+    for (size_t i = 0; i < expected.size(); ++i) {
+        auto [kind, ms, text] = expected[i];
+        EXPECT_EQ(options.actions[i].kind, kind) << i;
+        EXPECT_EQ(options.actions[i].text, text) << i;
+        if (kind == K::UntilText || kind == K::RunMs) {
+            EXPECT_EQ(options.actions[i].milliseconds, ms) << i;
+        }
+    }
+}
+
+TEST(RunnerOptions, BadUsageIsExplained) {
+    // An option and its argument (none when absent).
+    const std::pair<const char*, const char*> bad[] = {
+        {"--model", "6129"},       {"--crtc", "2"},
+        {"--run-ms", "-5"},        {"--run-ms", "12x"},
+        {"--run-ms", nullptr},     {"--until-text", ""},
+        {"--type", "\\q"},         {"--frobnicate", nullptr},
+        {"--type", "caf\xC3\xA9"}, {"--timeout-ms", "99999999999999999999"}};
+    for (auto [option, argument] : bad) {
+        RunnerOptions options;
+        std::vector<const char*> args = {option};
+        if (argument) args.push_back(argument);
+        EXPECT_EQ(Parse(args, options), RunnerParseResult::Error) << option;
+    }
+    RunnerOptions options;
+    EXPECT_EQ(Parse({"--run-ms", "5", "--help"}, options), RunnerParseResult::Help);
+    EXPECT_NE(std::string(Runner_HelpText()).find("--until-text"), std::string::npos);
+}
+
+TEST(KeyScript, CharactersAndEscapesBecomeKeys) {
+    std::vector<KeyStroke> strokes;
+    std::string error;
+    auto keys = [&](const std::string& text) {
+        std::vector<std::pair<uint8_t, bool>> codes;
+        EXPECT_TRUE(Runner_ParseTypedText(text, strokes, error)) << error;
+        for (const KeyStroke& s : strokes) codes.push_back({s.code, s.shifted});
+        return codes;
+    };
+    using Codes = std::vector<std::pair<uint8_t, bool>>;
+    // The key translator adds SHIFT for symbols itself; upper-case letters carry it here.
+    EXPECT_EQ(keys("Pr 6*\xC2\xA3"), (Codes{{'P', true},
+                                            {'R', false},
+                                            {PSG_KEY_SPACE, false},
+                                            {'6', false},
+                                            {'*', false},
+                                            {PSG_KEY_POUND, false}}));
+    EXPECT_EQ(keys("\\n\\e\\t\\b\\\\\\{COPY}\\{F7}\\{LEFT}"),
+              (Codes{{PSG_KEY_RETURN, false},
+                     {PSG_KEY_ESC, false},
+                     {PSG_KEY_TAB, false},
+                     {PSG_KEY_DEL, false},
+                     {'\\', false},
+                     {PSG_KEY_COPY, false},
+                     {PSG_KEY_F0 + 7, false},
+                     {PSG_KEY_CURSOR_LEFT, false}}));
+    for (const char* bad : {"\\", "\\x", "\\{NOPE}", "\\{COPY", "~", "\x01"}) {
+        error.clear();
+        EXPECT_FALSE(Runner_ParseTypedText(bad, strokes, error)) << bad;
+        EXPECT_FALSE(error.empty()) << bad;
+    }
+}
