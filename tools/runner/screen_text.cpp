@@ -116,9 +116,18 @@ int FindGlyph(const uint64_t* glyphs, uint64_t pattern) {
     return -1;
 }
 
-char CharacterOf(int glyph) {
-    if (glyph >= 0x20 && glyph < 0x7F) return static_cast<char>(glyph);
-    return '?';
+// The text of a glyph: printable ASCII as itself, the two symbols of the CPC keyboard
+// and copyright line in UTF-8, anything else '?'.
+const char* CharacterOf(int glyph) {
+    static const std::array<char[2], 0x5F> ascii = [] {
+        std::array<char[2], 0x5F> table{};
+        for (int c = 0x20; c < 0x7F; ++c) table[c - 0x20][0] = static_cast<char>(c);
+        return table;
+    }();
+    if (glyph >= 0x20 && glyph < 0x7F) return ascii[glyph - 0x20];
+    if (glyph == 0xA3) return "\xC2\xA3";  // pound sign
+    if (glyph == 0xA4) return "\xC2\xA9";  // copyright sign
+    return "?";
 }
 
 // The colour that most of the text area shows is the paper of normal text.
@@ -134,12 +143,12 @@ uint8_t BackgroundInk(const std::vector<Cell>& cells, int lines) {
     return static_cast<uint8_t>(best);
 }
 
-char RecogniseCell(const Cell& cell, uint8_t background, int lines, const uint64_t* glyphs) {
+const char* RecogniseCell(const Cell& cell, uint8_t background, int lines, const uint64_t* glyphs) {
     // A cell of one colour is a space, normal or inverse (the cursor on an empty cell).
     uint8_t first = cell[0];
     bool uniform = true;
     for (int i = 1; i < lines * CELL_SIZE && uniform; ++i) uniform = cell[i] == first;
-    if (uniform) return ' ';
+    if (uniform) return " ";
 
     // Try each colour of the cell as the ink, the background last (inverse text).
     uint8_t tried[CELL_SIZE * CELL_SIZE];
@@ -156,7 +165,7 @@ char RecogniseCell(const Cell& cell, uint8_t background, int lines, const uint64
             if (glyph >= 0) return CharacterOf(glyph);
         }
     }
-    return '?';
+    return "?";
 }
 
 }  // namespace

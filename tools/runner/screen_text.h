@@ -22,7 +22,8 @@ bool Runner_CurrentScreen(ScreenView& view);
 
 // One string per character row, trailing spaces removed. Inverse characters (paper and
 // ink swapped, as under the cursor) read as the character itself; a cell that matches no
-// glyph reads as '?', as does a glyph outside printable ASCII.
+// glyph reads as '?', as does a glyph outside printable ASCII (but for the
+// pound and copyright signs, which read as UTF-8).
 std::vector<std::string> Runner_ReadScreenText(const ScreenView& view);
 
 // True when TEXT appears within one of the lines.

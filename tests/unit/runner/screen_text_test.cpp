@@ -124,4 +124,8 @@ TEST_F(ScreenText, FollowsTheStartAddressAndPaper) {
     // A glyph that is not in the character set reads as '?'.
     Poke(Address(static_cast<uint16_t>(view_.startAddress + 12 * 40), 3), 0x5A);
     EXPECT_EQ(Runner_ReadScreenText(view_)[12], "?");
+
+    // The copyright and pound glyphs read as UTF-8.
+    Write(13, 0, "\xA4 \xA3", 3, 2);
+    EXPECT_EQ(Runner_ReadScreenText(view_)[13], "\xC2\xA9 \xC2\xA3");
 }
