@@ -11,8 +11,12 @@ scripts/install-deps.sh
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build -j "$(nproc)" --target brallivane-run
 
+# Without BRALLIVANE_ROMS, ../ROM is the folder; a developer checkout that has none
+# uses the images the test machines keep in ../shared/roms.
 roms=${BRALLIVANE_ROMS:-../ROM}
-if [ ! -d "$roms" ] && [ -d ../shared/roms ]; then roms=../shared/roms; fi
+if [ -z "${BRALLIVANE_ROMS:-}" ] && [ ! -d "$roms" ] && [ -d ../shared/roms ]; then
+    roms=../shared/roms
+fi
 if [ $# -eq 0 ]; then
     set -- --model 6128 --until-text Ready --screen-text --screenshot brallivane-screen.png
 fi
