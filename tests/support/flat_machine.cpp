@@ -8,7 +8,6 @@ FlatMachine g_Flat;
 
 namespace {
 CPC_Machine g_flatRecord;
-Z80_State* g_flatProcessor = nullptr;
 
 uint8_t FlatRead(uint16_t address) {
     return g_Flat.memory[address];
@@ -22,8 +21,7 @@ uint8_t FlatIn(uint16_t port) {
     return g_Flat.portValue;
 }
 void FlatOut(uint16_t port, uint8_t value) {
-    uint32_t now = g_flatProcessor ? g_flatProcessor->time : 0;
-    g_Flat.writes.push_back({port, value, now, g_Flat.updatedMicroseconds});
+    g_Flat.writes.push_back({port, value});
     g_Flat.portUpdatedAt = g_Flat.updatedMicroseconds;
 }
 void FlatUpdate(uint8_t microseconds) {
@@ -67,7 +65,6 @@ CPC_Machine* FlatMachine_Create() {
 
 void FlatMachine_ResetProcessor(Z80_State* state) {
     Z80_Init(state, FlatMachine_Create());
-    g_flatProcessor = state;
     Z80_Reset(state);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
-// A machine of 64 KB flat RAM for running the processor on its own. Port writes are
-// recorded with the processor time they happened at; the interrupt line is a flag.
+// A machine of 64 KB flat RAM for running the processor on its own. Port accesses are
+// recorded, with the device time handed on before the last one; the interrupt line is a
+// flag.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,8 +12,6 @@
 struct FlatPortWrite {
     uint16_t port;
     uint8_t value;
-    uint32_t time;       // processor time when the write happened
-    uint32_t updatedAt;  // microseconds passed to Update before the write
 };
 
 struct FlatMachine {
