@@ -116,8 +116,11 @@ void PSG_Init() {
 void PSG_Reset() {
     PSG_State& psg = Psg();
     ClearKeyboardMatrix();
-    psg.keyQueueRead.store(0, std::memory_order_release);
-    psg.keyQueueWrite.store(0, std::memory_order_release);
+    // The reader empties the queue by catching up with the writer. The write index is the
+    // user-interface thread's alone: writing it here could replay old events or lose a key
+    // typed during the reset.
+    psg.keyQueueRead.store(psg.keyQueueWrite.load(std::memory_order_acquire),
+                           std::memory_order_release);
     ClearKeyTranslator();
 
     for (PSG_Channel& ch : g_PsgSound.channels) PSG_ClearChannel(&ch);

@@ -48,5 +48,6 @@ void CRTC_InstallBest();
 
 // Name text of register 0-17 as the monitor prints it; "" for any other number.
 const char* CRTC_RegisterName(int index);
-// Bits of register 0-17 that a write keeps; 0 for any other number.
+// Bits of register 0-17 that a write keeps on the machine's current CRTC type; 0 for any
+// other number.
 uint8_t CRTC_RegisterMask(int index);

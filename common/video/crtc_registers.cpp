@@ -1,5 +1,6 @@
 // Register names and write masks of the 6845, shared by both CRTC variants and the
 // monitor's register display.
+#include "common/machine/machine.h"
 #include "common/video/crtc.h"
 
 namespace {
@@ -25,5 +26,9 @@ const char* CRTC_RegisterName(int index) {
 
 uint8_t CRTC_RegisterMask(int index) {
     if (index < 0 || index >= CRTC_REGISTER_COUNT) return 0;
+    // The type 0 chip (HD6845S) keeps the VSYNC width in R3's top four bits, so the
+    // firmware's 0x8E gives an 8-line VSYNC there; masked to 0x7F it would read as 0, that
+    // is 16 lines. Type 1 has a fixed 16-line VSYNC and ignores those bits.
+    if (index == 3 && g_Machine.crtcType.load(std::memory_order_relaxed) == 0) return 0xFF;
     return kRegisterMasks[index];
 }

@@ -85,7 +85,7 @@ TEST_F(CrtcPrecise, RegisterWritesAreMaskedAndOnlyR12ToR17ReadBack) {
     const uint8_t masks[CRTC_REGISTER_COUNT] = {0xFF, 0xFF, 0xFF, 0x7F, 0x7F, 0x1F,
                                                 0x7F, 0x7F, 0x03, 0x1F, 0x7F, 0x1F,
                                                 0x3F, 0xFF, 0x3F, 0xFF, 0x3F, 0xFF};
-    ColdStart(0);
+    ColdStart(1);
     for (int reg = 0; reg < CRTC_REGISTER_COUNT; ++reg) {
         WriteRegister(static_cast<uint8_t>(reg), 0xFF);
         EXPECT_EQ(g_Machine.crtc.R[reg], masks[reg]) << "R" << reg;
@@ -141,8 +141,8 @@ TEST_F(CrtcPrecise, VsyncLengthComesFromR3OnType0Only) {
         int r3;  // -1: the reset value
         uint32_t lines;
     };
-    for (Case c : {Case{0, -1, 8}, Case{0, 0x0E, 16}, Case{0, 0x4E, 4}, Case{1, -1, 16},
-                   Case{1, 0x4E, 16}}) {
+    for (Case c : {Case{0, -1, 8}, Case{0, 0x0E, 16}, Case{0, 0x4E, 4}, Case{0, 0x8E, 8},
+                   Case{1, -1, 16}, Case{1, 0x4E, 16}}) {
         if (c.r3 < 0)
             ColdStart(c.type);
         else
