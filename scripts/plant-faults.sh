@@ -55,8 +55,9 @@ for patch in "${patches[@]}"; do
         echo "MISSED  $name"
         missed=$((missed + 1))
     else
-        failed=$(grep -E '^[[:space:]]+[0-9]+ - ' "$dir/fault-tests.log" | sed -E 's/^ +[0-9]+ - //; s/ \(.*//' | head -3 | paste -sd, -)
-        echo "caught  $name  [$failed]"
+        failed=$(grep -E '^[[:space:]]+[0-9]+ - ' "$dir/fault-tests.log" |
+            sed -E 's/^[[:space:]]+[0-9]+ - //; s/ +[#(].*//' | head -3 | paste -sd' ' -)
+        echo "caught  $name  ($failed)"
         caught=$((caught + 1))
     fi
     restore
