@@ -78,8 +78,10 @@ TEST_F(KeyFeed, ShiftChangeEndsTheFeed) {
     PSG_KeyEvent('!', 1);
     PSG_KeyEvent('Q', 1);
     Run(20004);
+    uint8_t written = g_Machine.psg.keyQueueWrite;
     PSG_Reset();  // empties queue, matrix and the translator's SHIFT override
     EXPECT_TRUE(PSG_KeyQueueEmpty());
+    EXPECT_EQ(g_Machine.psg.keyQueueWrite, written) << "the writer's index is the writer's";
     for (uint8_t row : g_Machine.psg.keyboardMatrix) EXPECT_EQ(row, 0xFF);
     PSG_KeyEvent(PSG_KEY_SHIFT, 0);
     EXPECT_EQ(QueuedKeys(), Keys{ShiftUp});
