@@ -104,9 +104,9 @@ TEST_F(Ports, PsgRegistersThroughThePpi) {
         EXPECT_EQ(CPC_in(0xF400), 0xFF) << int(row);
     }
 
-    // Select register 8, then the write function: port A goes to the register, and a new
-    // port A value is written at once too. Reading it back gives its own value.
-    Out({{0xF400, 8}, {0xF600, 0xC0}, {0xF600, 0x80}, {0xF400, 0x0F}, {0xF600, 0x40}});
+    // While port C holds a bus function, a port A write reaches the PSG at once: select
+    // register 8, write 8 and then 0x0F to it. Reading it back gives its own value.
+    Out({{0xF600, 0xC0}, {0xF400, 8}, {0xF600, 0x80}, {0xF400, 0x0F}, {0xF600, 0x40}});
     EXPECT_EQ(g_Machine.psg.registers[8], 0x0F);
     EXPECT_EQ(CPC_in(0xF400), 0x0F);
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
@@ -119,11 +119,13 @@ TEST_F(Ports, UnsupportedPpiFunctionsStopOrTrace) {
               Records{"* PPI_out(): PPI Port B (F5) Write AAH -> Incompatible CPC, Ignored"});
     EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT);
     EXPECT_EQ(CPC_in(0xF500), 0x1E);
-    processor_.stopReason = Z80_STOP_NONE;
-    CPC_out(0xF600, 0x10);  // cassette motor on
-    EXPECT_EQ(processor_.stopReason, Z80_STOP_UNSUPPORTED_PORT);
-    processor_.stopReason = Z80_STOP_NONE;
-    CPC_out(0xF600, 0x00);
+    // Port C: the cassette motor and write data bits stop the machine, the others do not.
+    for (auto [portC, stops] : {std::pair{0x10, true}, {0x20, true}, {0xCF, false}}) {
+        processor_.stopReason = Z80_STOP_NONE;
+        CPC_out(0xF600, static_cast<uint8_t>(portC));
+        EXPECT_EQ(processor_.stopReason, stops ? Z80_STOP_UNSUPPORTED_PORT : Z80_STOP_NONE)
+            << portC;
+    }
 
     CPC_out(0xF700, 0x07);  // bit set/reset: traced only
     EXPECT_EQ(Traces(), Records{"* PPI_out(): PPI Control: Bit Set/Reset not supported"});
