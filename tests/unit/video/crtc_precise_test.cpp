@@ -1,11 +1,20 @@
 // The precise CRTC driven microsecond by microsecond, with the reset registers unless a
 // test changes them.
+#include <set>
+
+#include "trace_log.h"
 #include "video_fixture.h"
 
 namespace {
 
+using Records = std::vector<std::string>;
+
 class CrtcPrecise : public VideoTest {
    protected:
+    void SetUp() override {
+        VideoTest::SetUp();
+        TraceLog::Take();
+    }
     // Runs to the next VSYNC start; returns the microsecond it happened at.
     uint64_t RunToVsyncStart() {
         bool was = VsyncActive();
@@ -15,6 +24,18 @@ class CrtcPrecise : public VideoTest {
             return rising;
         });
         return now_;
+    }
+    // Lines from one VSYNC start to the next.
+    uint64_t FrameLines() {
+        uint64_t start = RunToVsyncStart();
+        return (RunToVsyncStart() - start) / kLineMicroseconds;
+    }
+    // Runs to the next line start; returns the microseconds it took.
+    uint32_t RunToLineStart() {
+        uint64_t start = now_;
+        uint16_t line = Crtc().SL;
+        RunUntil([&] { return Crtc().SL != line; });
+        return static_cast<uint32_t>(now_ - start);
     }
     // Microseconds from the next HSYNC start until a mode change is in force, 0 when it is
     // not within two lines.
@@ -31,6 +52,7 @@ class CrtcPrecise : public VideoTest {
         }
         return 0;
     }
+    static const CRTC_State& Crtc() { return g_Machine.crtc; }
 };
 
 }  // namespace
@@ -41,7 +63,7 @@ TEST_F(CrtcPrecise, ResetRegistersGiveA312LineFrameWithVsyncAtLine240AndSixInter
     for (int frame = 0; frame < 3; ++frame) {
         interrupts_ = 0;
         uint64_t start = RunToVsyncStart();
-        EXPECT_EQ(g_Machine.crtc.SL, 240);
+        EXPECT_EQ(Crtc().SL, 240);
         EXPECT_EQ(start - previous, kFrameMicroseconds);
         EXPECT_EQ(interrupts_, 6);
         previous = start;
@@ -58,51 +80,75 @@ TEST_F(CrtcPrecise, MonitorFramesAre312LinesOnceRunningAndNeedNoFrameBuffer) {
     EXPECT_EQ(repaints()[0], 265 + kFrameLines);
     for (size_t frame = 1; frame < repaints().size(); ++frame)
         EXPECT_EQ(repaints()[frame], kFrameLines);
-    EXPECT_TRUE(AllBlack(frame_.data(), frame_.data() + frame_.size()));
 }
 
-TEST_F(CrtcPrecise, DisplayLinesLandInRows39To238AtPositions65To704) {
-    // Screen at 0xC000 filled with pen 1 in mode 2; the other blocks hold pen 0.
+// Screen at 0xC000 filled with pen 1 in mode 2, the other blocks pen 0: R6 character rows
+// of 8 lines land from row 39 at positions 65 to 704, the rest is border.
+TEST_F(CrtcPrecise, DisplayLinesLandInRows39OnAtPositions65To704) {
     std::fill(ram_.begin() + 3 * CPC_PAGE_SIZE, ram_.end(), 0xFF);
     g_Machine.ga.screenMode = 2;
-    ColdStart(1);
-    RunUntil([] { return repaints().size() == 3; }, 5 * kFrameMicroseconds);
-    int wrong = 0;
-    for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
-        bool display = row >= 39 && row <= 238;
-        for (int x = 0; x < PAL_FRAME_ROW_BYTES; ++x) {
-            uint8_t expected = x >= PAL_SCREEN_WIDTH            ? PAL_BLACK
-                               : display && x >= 65 && x <= 704 ? kInkOfPen0 + 1
-                                                                : kBorderInk;
-            if (Row(row)[x] != expected && wrong++ < 5)
-                ADD_FAILURE() << "row " << row << " x " << x << ": " << int(Row(row)[x]);
+    for (uint8_t r6 : {25, 10, 0}) {
+        std::fill(frame_.begin(), frame_.end(), PAL_BLACK);
+        repaints().clear();
+        ColdStart(1);
+        WriteRegister(6, r6);
+        RunUntil([] { return repaints().size() == 3; }, 5 * kFrameMicroseconds);
+        int wrong = 0;
+        for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
+            bool display = row >= 39 && row < 39 + 8 * r6;
+            for (int x = 0; x < PAL_FRAME_ROW_BYTES; ++x) {
+                uint8_t expected = x >= PAL_SCREEN_WIDTH            ? PAL_BLACK
+                                   : display && x >= 65 && x <= 704 ? kInkOfPen0 + 1
+                                                                    : kBorderInk;
+                if (Row(row)[x] != expected && wrong++ < 3)
+                    ADD_FAILURE() << "R6 " << int(r6) << " row " << row << " x " << x << ": "
+                                  << int(Row(row)[x]);
+            }
         }
+        EXPECT_EQ(wrong, 0) << "R6 " << int(r6);
     }
-    EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(CrtcPrecise, RegisterWritesAreMaskedAndOnlyR12ToR17ReadBack) {
+TEST_F(CrtcPrecise, RegisterWritesAreMaskedTracedAndOnlyR12ToR17ReadBack) {
     const uint8_t masks[CRTC_REGISTER_COUNT] = {0xFF, 0xFF, 0xFF, 0x7F, 0x7F, 0x1F,
                                                 0x7F, 0x7F, 0x03, 0x1F, 0x7F, 0x1F,
                                                 0x3F, 0xFF, 0x3F, 0xFF, 0x3F, 0xFF};
     ColdStart(1);
     for (int reg = 0; reg < CRTC_REGISTER_COUNT; ++reg) {
         WriteRegister(static_cast<uint8_t>(reg), 0xFF);
-        EXPECT_EQ(g_Machine.crtc.R[reg], masks[reg]) << "R" << reg;
+        EXPECT_EQ(Crtc().R[reg], masks[reg]) << "R" << reg;
         EXPECT_EQ(g_Machine.crtcOps.in(3), reg >= 12 ? masks[reg] : 0) << "R" << reg;
     }
+    Records traces = TraceLog::Take();
+    EXPECT_TRUE(TraceLog::Has(
+        traces, "CRTC_out_best():  3(SYNC WIDTH)  : FFH(7FH) at SL: 0 (VCC=0, RA=0), ML: 0"));
+    EXPECT_TRUE(TraceLog::Has(traces, "CRTC_in_best(): BFxx, 3F."));
+    EXPECT_TRUE(TraceLog::Has(
+        traces,
+        "CRTC_in_best(): Reading port BFxx, selected register (11) Write Only, returning 0."));
+    EXPECT_TRUE(TraceLog::Has(
+        traces, "* CRTC_Update_best(): Unsupported value for CRTC Reg MaxRaster: 31"));
+    ColdStart(0);
+    WriteRegister(3, 0xFF);
+    EXPECT_EQ(Crtc().R[3], 0xFF) << "type 0 keeps the VSYNC width in R3's top bits";
 
     g_Machine.crtcOps.out(0, 12);
     g_Machine.crtcOps.out(0, 18);    // beyond R17: ignored
     g_Machine.crtcOps.out(0, 0x1F);  // likewise
-    EXPECT_EQ(g_Machine.crtc.selectedRegister, 12);
+    EXPECT_EQ(Crtc().selectedRegister, 12);
     g_Machine.crtcOps.out(0, 0x2D);  // only the low five bits select: R13
-    EXPECT_EQ(g_Machine.crtc.selectedRegister, 13);
+    EXPECT_EQ(Crtc().selectedRegister, 13);
+    TraceLog::Take();
     for (uint8_t port = 0; port < 3; ++port) EXPECT_EQ(g_Machine.crtcOps.in(port), 0) << int(port);
     g_Machine.crtcOps.out(2, 0x55);
     g_Machine.crtcOps.out(3, 0x55);
-    EXPECT_EQ(g_Machine.crtc.R[13], 0xFF);
-    EXPECT_EQ(g_Machine.crtc.selectedRegister, 13);
+    EXPECT_EQ(Crtc().R[13], 0);
+    EXPECT_EQ(TraceLog::Take(),
+              (Records{"CRTC_in_best(): Reading Write only port BCxx, returning 0.",
+                       "CRTC_in_best(): Reading Write only port BDxx, returning 0.",
+                       "CRTC_in_best(): Reading port BExx, returning 0.",
+                       "+++ CRTC_out_best(): Write (55H) to Invalid port BEH - Ignored.",
+                       "+++ CRTC_out_best(): Write (55H) to Invalid port BFH - Ignored."}));
 }
 
 TEST_F(CrtcPrecise, HsyncWidthZeroStopsLinesAndInterruptsWidthOneOnlyLines) {
@@ -111,20 +157,28 @@ TEST_F(CrtcPrecise, HsyncWidthZeroStopsLinesAndInterruptsWidthOneOnlyLines) {
     WriteRegister(3, 0x81);
     Run(kFrameMicroseconds);  // settle
     interrupts_ = 0;
-    uint16_t lines = g_Machine.crtc.ML;
+    uint16_t lines = Crtc().ML;
     g_Machine.ga.screenMode = 1;
+    TraceLog::Take();
     Run(3 * kFrameMicroseconds);
     EXPECT_EQ(interrupts_, 18);
-    EXPECT_EQ(g_Machine.crtc.ML, lines);
-    EXPECT_EQ(g_Machine.crtc.currentMode, 0);
+    EXPECT_EQ(Crtc().ML, lines);
+    EXPECT_EQ(Crtc().currentMode, 0);
+    Records traces = TraceLog::Take();
+    EXPECT_EQ(std::set<std::string>(traces.begin(), traces.end()),
+              std::set<std::string>{"* CRTC_HSyncStart(): HSYNC WIDTH < 2 - NO GA HSYNC..."});
 
     WriteRegister(3, 0x80);
     Run(kLineMicroseconds);
     interrupts_ = 0;
     size_t frames = repaints().size();
+    TraceLog::Take();
+    Run(kLineMicroseconds);
+    EXPECT_EQ(TraceLog::Take(), (Records{"* CRTC_HSyncStart(): HSYNC WIDTH < 2 - NO GA HSYNC...",
+                                         "* CRTC_HSyncStart(): HSYNC WIDTH = 0 - NO HSYNC..."}));
     Run(3 * kFrameMicroseconds);
     EXPECT_EQ(interrupts_, 0);
-    EXPECT_EQ(g_Machine.crtc.ML, lines);
+    EXPECT_EQ(Crtc().ML, lines);
     EXPECT_EQ(repaints().size(), frames);
 }
 
@@ -153,29 +207,121 @@ TEST_F(CrtcPrecise, VsyncLengthComesFromR3OnType0Only) {
     }
 }
 
-TEST_F(CrtcPrecise, GateArrayResynchronisesTwoHsyncsAfterVsync) {
+// VSYNC starts at HCC 0; HSYNC ends at HCC 60. The line counter is reset at the end of the
+// second HSYNC after it, with an interrupt only if the counter had reached 32.
+TEST_F(CrtcPrecise, GateArrayResynchronisesAtTheSecondHsyncAfterVsync) {
     ColdStart(1);
     for (uint8_t counter : {40, 10}) {
         RunToVsyncStart();
         g_Machine.ga.intLineCounter = counter;
         interrupts_ = 0;
-        RunUntil([] { return g_Machine.ga.intLineCounter == 0; }, 3 * kLineMicroseconds);
+        Run(kLineMicroseconds + 59);
+        EXPECT_EQ(g_Machine.ga.intLineCounter, counter + 1);
+        Run(1);
+        EXPECT_EQ(g_Machine.ga.intLineCounter, 0);
         EXPECT_EQ(interrupts_, counter >= 32 ? 1 : 0) << int(counter);
-        EXPECT_EQ(g_Machine.crtc.gaVsyncDelay, 0);
+    }
+}
+
+// A VSYNC start while one runs (R7 moved to the next row) only lengthens the VSYNC: the
+// frame still ends 26 lines after the first start and the counter is not reset again.
+TEST_F(CrtcPrecise, SecondVsyncStartOnlyReloadsTheVsyncCountdown) {
+    ColdStart(1);
+    RunToVsyncStart();
+    uint64_t start = RunToVsyncStart();
+    WriteRegister(7, 31);
+    size_t frames = repaints().size();
+    Run(12 * kLineMicroseconds);
+    EXPECT_EQ(g_Machine.ga.intLineCounter, 10) << "reset only after the first start";
+    RunUntil([&] { return !VsyncActive(); });
+    EXPECT_EQ((now_ - start) / kLineMicroseconds, 8u + 16u);
+    RunUntil([&] { return repaints().size() > frames; });
+    EXPECT_EQ((now_ - start) / kLineMicroseconds, 26u);
+}
+
+// The vertical adjust adds R5 lines, R5 as latched at the last HSYNC start.
+TEST_F(CrtcPrecise, VerticalAdjustAddsTheLatchedR5Lines) {
+    for (uint8_t r5 : {0, 2, 5}) {
+        ColdStart(1);
+        WriteRegister(5, r5);
+        EXPECT_EQ(FrameLines(), kFrameLines + r5) << int(r5);
+    }
+    // R5 = 2 raised to 3 on the last adjust line, after its HSYNC: that frame keeps 2.
+    ColdStart(1);
+    WriteRegister(5, 2);
+    uint64_t first = RunToVsyncStart();
+    RunUntil([] {
+        return (Crtc().status & CRTC_STATUS_VADJUST) && Crtc().verticalAdjustCounter == 1 &&
+               Crtc().HCC == 50;
+    });
+    WriteRegister(5, 3);
+    uint64_t second = RunToVsyncStart();
+    EXPECT_EQ((second - first) / kLineMicroseconds, kFrameLines + 2);
+    EXPECT_EQ((RunToVsyncStart() - second) / kLineMicroseconds, kFrameLines + 3);
+}
+
+// R0 set below HCC: HCC runs on, wraps from 255 to 0 and ends the line when it passes R0.
+// R0 = 255 never ends a line.
+TEST_F(CrtcPrecise, LineEndsOnlyWhenHccPassesR0) {
+    struct Case {
+        uint8_t hcc, r0;
+        uint32_t rest, next;  // microseconds to the line end, and of the next line
+    };
+    for (Case c : {Case{50, 10, 256 - 50 + 11, 11}, Case{10, 20, 11, 21}}) {
+        ColdStart(1);
+        RunUntil([&] { return Crtc().VCC == 2 && Crtc().HCC == c.hcc; });
+        WriteRegister(0, c.r0);
+        EXPECT_EQ(RunToLineStart(), c.rest) << int(c.r0);
+        EXPECT_EQ(RunToLineStart(), c.next) << int(c.r0);
+    }
+    uint16_t lines = Crtc().SL;
+    WriteRegister(0, 255);
+    Run(1000);
+    EXPECT_EQ(Crtc().SL, lines);
+}
+
+// R9 and R4 changed in mid line: whether the line ends its character row (R9), and whether
+// that row ends the frame (R4), depend on the type and on HCC against R2 (46).
+TEST_F(CrtcPrecise, R9AndR4WritesTakeEffectByTypeAndHsyncPosition) {
+    struct Case {
+        uint8_t type, reg, hcc;
+        bool acts;
+    };
+    const Case cases[] = {{1, 9, 10, true}, {1, 9, 50, true},  {0, 9, 10, true}, {0, 9, 50, false},
+                          {1, 4, 10, true}, {1, 4, 50, false}, {0, 4, 10, false}};
+    for (const Case& c : cases) {
+        ColdStart(c.type);
+        // R9: on raster line 3 of row 5, R9 = 3 makes it the row's last line. R4: on the
+        // last line of row 5, R4 = 5 makes it the frame's last row.
+        uint8_t ra = c.reg == 9 ? 3 : 7;
+        RunUntil([&] { return Crtc().VCC == 5 && Crtc().RA == ra && Crtc().HCC == c.hcc; });
+        WriteRegister(c.reg, c.reg == 9 ? 3 : 5);
+        RunToLineStart();
+        if (c.reg == 9)
+            EXPECT_EQ(Crtc().RA, c.acts ? 0 : 4) << int(c.type) << " " << int(c.hcc);
+        else
+            EXPECT_EQ(Crtc().VCC, c.acts ? 0 : 6) << int(c.type) << " " << int(c.hcc);
     }
 }
 
 TEST_F(CrtcPrecise, StartAddressChangeInTheFirstRowActsNextLineOnType1NextFrameOnType0) {
     for (uint8_t type : {1, 0}) {
         ColdStart(type);
-        RunUntil([] { return g_Machine.crtc.SL == 1; });
-        RunUntil([] { return g_Machine.crtc.SL == 0; });  // a frame starts
+        RunUntil([] { return Crtc().SL == 1; });
+        RunUntil([] { return Crtc().SL == 0; });  // a frame starts
         Run(10);
+        TraceLog::Take();
         WriteRegister(12, 0x20);
-        RunUntil([] { return g_Machine.crtc.HCC == 0; });
-        EXPECT_EQ(g_Machine.crtc.MA, type == 1 ? 0x2000 : 0x3000) << "type " << int(type);
-        RunUntil([] { return g_Machine.crtc.SL == 0; });
-        EXPECT_EQ(g_Machine.crtc.MA, 0x2000) << "type " << int(type);
+        Records traces = TraceLog::Take();
+        EXPECT_EQ(TraceLog::Has(traces,
+                                "CRTC_Update_best(): Updating MA: 2000H - SL=0 (VCC=0, "
+                                "RA=0), ML=" +
+                                    std::to_string(Crtc().ML)),
+                  type == 1);
+        RunUntil([] { return Crtc().HCC == 0; });
+        EXPECT_EQ(Crtc().MA, type == 1 ? 0x2000 : 0x3000) << "type " << int(type);
+        RunUntil([] { return Crtc().SL == 0; });
+        EXPECT_EQ(Crtc().MA, 0x2000) << "type " << int(type);
     }
 }
 
