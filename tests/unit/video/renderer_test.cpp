@@ -1,4 +1,9 @@
 // The renderer called directly, as the CRTC variants call it.
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "common/z80/z80.h"
 #include "video_fixture.h"
 
 namespace {
@@ -30,25 +35,49 @@ class Renderer : public VideoTest {
 
 }  // namespace
 
-TEST_F(Renderer, ScreenBytesDecodeByMode) {
-    struct Case {
-        uint8_t mode, first, second;
-        std::vector<int> pens;
+// Each bit of a screen byte on its own: the pen (as a hex digit) it gives each of the 8
+// pixels it covers, for bits 7 down to 0. A character is two bytes, drawn in turn.
+TEST_F(Renderer, EveryBitOfAScreenByteByMode) {
+    const char* const pixels[4][8] = {
+        {"11110000", "00001111", "44440000", "00004444", "22220000", "00002222", "88880000",
+         "00008888"},
+        {"11000000", "00110000", "00001100", "00000011", "22000000", "00220000", "00002200",
+         "00000022"},
+        {"10000000", "01000000", "00100000", "00010000", "00001000", "00000100", "00000010",
+         "00000001"},
+        {"11110000", "00001111", "00000000", "00000000", "22220000", "00002222", "00000000",
+         "00000000"},
     };
-    const Case cases[] = {
-        {0, 0xAA, 0x0F, {15, 15, 15, 15, 0, 0, 0, 0, 10, 10, 10, 10, 10, 10, 10, 10}},
-        {1, 0xAA, 0x0F, {3, 3, 0, 0, 3, 3, 0, 0, 2, 2, 2, 2, 2, 2, 2, 2}},
-        {2, 0x80, 0x35, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 1, 0, 1}},
-        {3, 0xAA, 0x0F, {3, 3, 3, 3, 0, 0, 0, 0, 2, 2, 2, 2, 2, 2, 2, 2}},
-    };
-    for (const Case& c : cases) {
-        const uint8_t bytes[2] = {c.first, c.second};
-        BeginRow0(c.mode);
-        PAL_DrawChar(bytes);
-        EXPECT_EQ(Pens(0), c.pens) << "mode " << int(c.mode);
-        BeginRow0(c.mode);
+    for (uint8_t mode = 0; mode < 4; ++mode) {
+        for (int bit = 0; bit < 8; ++bit) {
+            const uint8_t bytes[2] = {static_cast<uint8_t>(0x80 >> bit),
+                                      static_cast<uint8_t>(1 << bit)};
+            BeginRow0(mode);
+            PAL_DrawChar(bytes);
+            std::string expected = std::string(pixels[mode][bit]) + pixels[mode][7 - bit];
+            std::string drawn;
+            for (int x = 0; x < 16; ++x) drawn += "0123456789ABCDEF"[(Row(0)[x] - kInkOfPen0) & 15];
+            EXPECT_EQ(drawn, expected) << "mode " << int(mode) << ", bit " << 7 - bit;
+        }
+        BeginRow0(mode);
         PAL_DrawChar(nullptr);
-        EXPECT_EQ(Count(0, 0, 16, kBorderInk), 16) << "mode " << int(c.mode);
+        EXPECT_EQ(Count(0, 0, 16, kBorderInk), 16) << "mode " << int(mode);
+    }
+}
+
+// Blue, green and red of each hardware colour as 0 (0x00), 1 (0x7F) or 2 (0xFF).
+TEST(Palette, EveryHardwareColour) {
+    const char* const kColours =
+        "111 111 120 122 100 102 110 112 102 122 022 222 002 202 012 212 "
+        "100 120 020 220 000 200 010 210 101 121 021 221 001 201 011 211";
+    const uint8_t kLevels[3] = {0x00, 0x7F, 0xFF};
+    const uint8_t* palette = PAL_GetPalette();
+    for (int colour = 0; colour < PAL_PALETTE_ENTRIES; ++colour) {
+        for (int component = 0; component < 3; ++component)
+            EXPECT_EQ(palette[4 * colour + component],
+                      kLevels[kColours[4 * colour + component] - '0'])
+                << "colour " << colour << " component " << component;
+        EXPECT_EQ(palette[4 * colour + 3], 0) << "colour " << colour;
     }
 }
 
@@ -99,6 +128,26 @@ TEST_F(Renderer, EndFrameFillsTheRowsBelowTheLastLineAndRefreshesStatusEvery100)
     PAL_EndFrame(312);
     EXPECT_TRUE(PAL_TakeStatusRefresh());
     EXPECT_FALSE(PAL_TakeStatusRefresh());
+}
+
+// Emulated microseconds per host millisecond between two measurements 100 frames apart;
+// kept when the processor's counter has not advanced.
+TEST_F(Renderer, SpeedFigure) {
+    Z80_State cpu{};
+    g_Machine.processor = &cpu;
+    cpu.time = 1000;
+    PAL_TakeStatusRefresh();
+    for (int i = 0; i < 100 && !PAL_TakeStatusRefresh(); ++i) PAL_EndFrame(312);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    cpu.time += 5000000;
+    for (int i = 0; i < 100; ++i) PAL_EndFrame(312);
+    uint32_t figure = PAL_GetSpeedFigure();
+    EXPECT_GE(figure, 5000000u / 5000) << "5 s or less went by";
+    EXPECT_LE(figure, 5000000u / 50) << "50 ms or more went by";
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    for (int i = 0; i < 100; ++i) PAL_EndFrame(312);
+    EXPECT_EQ(PAL_GetSpeedFigure(), figure);
+    g_Machine.processor = nullptr;
 }
 
 TEST_F(Renderer, FastLinePlacesBordersAroundTheScreenBytes) {
