@@ -1,5 +1,5 @@
 // What the ZEXDOC exerciser cannot see: flag bits this processor defines its own way,
-// I and R, exchanges, port I/O and the edges of the block instructions. Ordinary
+// I and R, port I/O and the edges of the block instructions. Ordinary
 // results and documented flags of every group are proven by tests/zexdoc.
 #include "z80_fixture.h"
 
@@ -74,33 +74,6 @@ TEST_F(Z80Instruction, RefreshRegisterAndReturnFromInterrupt) {
     EXPECT_EQ(cpu.PC, 0x1234);
     EXPECT_EQ(g_Flat.retis, 1);
     EXPECT_EQ(cpu.IFF1, 0);
-}
-
-TEST_F(Z80Instruction, StackAndExchanges) {
-    cpu.AF.w = 0x12D7, cpu.AF_.w = 0x3456;
-    Execute({0xF5});  // PUSH AF
-    Execute({0xD1});  // POP DE
-    Execute({0x08});  // EX AF,AF'
-    EXPECT_EQ(cpu.DE.w, 0x12D7);
-    EXPECT_EQ(cpu.AF.w, 0x3456);
-    EXPECT_EQ(cpu.AF_.w, 0x12D7);
-    cpu.BC.w = 1, cpu.DE.w = 2, cpu.HL.w = 3, cpu.BC_.w = 4, cpu.DE_.w = 5, cpu.HL_.w = 6;
-    Execute({0xD9});  // EXX
-    EXPECT_EQ(cpu.BC.w + cpu.DE.w * 10 + cpu.HL.w * 100, 4 + 50 + 600);
-    EXPECT_EQ(cpu.BC_.w + cpu.DE_.w * 10 + cpu.HL_.w * 100, 1 + 20 + 300);
-    Execute({0xEB});  // EX DE,HL
-    EXPECT_EQ(cpu.DE.w * 10 + cpu.HL.w, 65);
-    FlatMachine_Load(0x8000, {0xCD, 0xAB});
-    Execute({0xE3});  // EX (SP),HL
-    EXPECT_EQ(cpu.HL.w, 0xABCD);
-    EXPECT_EQ(MemoryWord(0x8000), 5);
-    Execute({0xEF});  // RST 0x28
-    EXPECT_EQ(cpu.PC, 0x0028);
-    EXPECT_EQ(MemoryWord(cpu.SP), 0x0007);
-    Execute({0xE9});  // JP (HL)
-    EXPECT_EQ(cpu.PC, 0xABCD);
-    Execute({0xF9});  // LD SP,HL
-    EXPECT_EQ(cpu.SP, 0xABCD);
 }
 
 TEST_F(Z80Instruction, PortInstructions) {
