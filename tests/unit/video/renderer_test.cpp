@@ -121,7 +121,10 @@ TEST_F(Renderer, SpeedMeasurementEvery100Frames) {
     g_Machine.processor = &cpu;
     cpu.time = 1000;
     PAL_TakeStatusRefresh();  // earlier tests ended frames too: run to a measurement
-    for (int i = 0; i < 100 && !PAL_TakeStatusRefresh(); ++i) PAL_EndFrame(312);
+    for (int i = 0; !PAL_TakeStatusRefresh(); ++i) {
+        ASSERT_LE(i, 100);
+        PAL_EndFrame(312);
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     cpu.time += 5000000;
     for (int i = 0; i < 99; ++i) PAL_EndFrame(312);

@@ -153,22 +153,3 @@ TEST_F(Z80Indexed, BitGroupMatchesTheCbFormsOnHl) {
         }
     }
 }
-
-// The substitution of IX or IY for HL lasts one instruction only.
-TEST_F(Z80Indexed, FollowingInstructionsUseHlAgain) {
-    cpu.IX.w = 0x1234;
-    cpu.HL.w = 0x5678;
-    Execute({0xDD, 0xE5});  // PUSH IX
-    Execute({0xE5});        // PUSH HL
-    EXPECT_EQ(MemoryWord(0x7FFE), 0x1234);
-    EXPECT_EQ(MemoryWord(0x7FFC), 0x5678);
-    Execute({0xFD, 0xE1});  // POP IY
-    Execute({0xE1});        // POP HL
-    EXPECT_EQ(cpu.IY.w, 0x5678);
-    EXPECT_EQ(cpu.HL.w, 0x1234);
-    cpu.BC.w = 0x0001;
-    Execute({0xDD, 0x09});  // ADD IX,BC
-    Execute({0x09});        // ADD HL,BC
-    EXPECT_EQ(cpu.IX.w, 0x1235);
-    EXPECT_EQ(cpu.HL.w, 0x1235);
-}
