@@ -60,12 +60,12 @@ TEST_F(PsgRegisters, ThreadDrivenEngineGetsFrequencies) {
 
 TEST_F(PsgRegisters, MixerAndIoPortRegisters) {
     const PSG_Channel* ch = g_PsgSound.channels;
-    WriteRegister(7, 0x05);
+    WriteRegister(7, 0x15);
     EXPECT_EQ(ch[0].toneEnabled + 2 * ch[1].toneEnabled + 4 * ch[2].toneEnabled, 2);
-    EXPECT_EQ(ch[0].noiseEnabled + ch[1].noiseEnabled + ch[2].noiseEnabled, 3);
+    EXPECT_EQ(ch[0].noiseEnabled + 2 * ch[1].noiseEnabled + 4 * ch[2].noiseEnabled, 5);
     EXPECT_EQ(Traces(),
-              (Records{"PSG_out(7,5): Mixer Control",
-                       "PSG_out(): Ch(0): [T:0,N:1] Ch(1): [T:1,N:1] Ch(2): [T:0,N:1] "}));
+              (Records{"PSG_out(7,21): Mixer Control",
+                       "PSG_out(): Ch(0): [T:0,N:1] Ch(1): [T:1,N:0] Ch(2): [T:0,N:1] "}));
     EXPECT_EQ(processor_.stopReason, Z80_STOP_NONE);
 
     WriteRegister(7, 0x78);  // port A as output

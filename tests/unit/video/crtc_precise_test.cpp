@@ -299,7 +299,7 @@ TEST_F(CrtcPrecise, R9AndR4WritesTakeEffectByTypeAndHsyncPosition) {
     }
 }
 
-TEST_F(CrtcPrecise, StartAddressChangeInTheFirstRowActsNextLineOnType1NextFrameOnType0) {
+TEST_F(CrtcPrecise, StartAddressChangeActsNextLineInTheFirstRowOfType1ElseNextFrame) {
     for (uint8_t type : {1, 0}) {
         ColdStart(type);
         RunUntil([] { return Crtc().SL == 1; });
@@ -317,6 +317,10 @@ TEST_F(CrtcPrecise, StartAddressChangeInTheFirstRowActsNextLineOnType1NextFrameO
         EXPECT_EQ(Crtc().MA, type == 1 ? 0x2000 : 0x3000) << "type " << int(type);
         RunUntil([] { return Crtc().SL == 0; });
         EXPECT_EQ(Crtc().MA, 0x2000) << "type " << int(type);
+        RunUntil([] { return Crtc().VCC == 5 && Crtc().HCC == 10; });
+        WriteRegister(12, 0x10);  // past the first row: for the next frame on both types
+        RunUntil([] { return Crtc().HCC == 0; });
+        EXPECT_EQ(Crtc().MA, 0x2000 + 5 * 40) << "type " << int(type);
     }
 }
 
