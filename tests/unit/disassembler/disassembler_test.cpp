@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,8 @@ std::pair<std::string, int> Disassemble(uint16_t address, const std::vector<uint
     char buffer[kCallerBuffer + 16];
     std::memset(buffer, '#', sizeof buffer);
     int length = Z80_Disassemble(&state, address, buffer);
-    bool guarded = std::strspn(buffer + kCallerBuffer, "#") == sizeof buffer - kCallerBuffer;
+    bool guarded =
+        std::all_of(buffer + kCallerBuffer, std::end(buffer), [](char c) { return c == '#'; });
     EXPECT_TRUE(guarded) << "wrote past the line: " << std::string(buffer, sizeof buffer);
     if (!guarded || !std::memchr(buffer, 0, kCallerBuffer)) return {"", -1};
     return {buffer, length};
