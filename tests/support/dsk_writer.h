@@ -1,6 +1,7 @@
 #pragma once
 // Disk images built by the tests: a DSK writer (standard and extended) and AMSDOS DATA disks
 // with files, so that loader, controller and firmware tests need no image files.
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <string>
@@ -143,4 +144,31 @@ inline void WriteBytes(const std::string& path, const std::vector<uint8_t>& byte
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
+}
+
+// A BASIC program of PRINT "text" lines, tokenised as BASIC saves it.
+inline std::vector<uint8_t> BasicPrintProgram(const std::vector<std::string>& texts) {
+    constexpr uint8_t kPrint = 0xBF;
+    std::vector<uint8_t> program;
+    size_t number = 10;
+    for (const std::string& text : texts) {
+        std::vector<uint8_t> line = {0, 0, 0, 0, kPrint, ' ', '"'};
+        Put16(line, 2, number);
+        line.insert(line.end(), text.begin(), text.end());
+        line.push_back('"');
+        line.push_back(0);
+        Put16(line, 0, line.size());
+        program.insert(program.end(), line.begin(), line.end());
+        number += 10;
+    }
+    program.push_back(0);
+    program.push_back(0);
+    return program;
+}
+
+// A DATA disk with HELLO.BAS (tokenised, with its header) printing "DISK OK" and "LINE 20".
+inline std::vector<uint8_t> HelloDiskImage() {
+    TestFile hello{"HELLO", "BAS", {}};
+    hello.bytes = WithAmsdosHeader(hello, 0, BasicPrintProgram({"DISK OK", "LINE 20"}));
+    return BuildDsk(AmsdosDataDisk({hello, {"README", "TXT", {'h', 'i', 0x1A}}}));
 }
