@@ -195,7 +195,7 @@ bool PAL_ProfileUpdate(std::string& text, const char* section, const char* key, 
     std::string entry = std::string(key) + "=" + value + lineBreak;
     if (where.sectionFound) {
         const Line& last = where.lastLineOfSection;
-        if (last.end == last.contentEnd) entry = lineBreak + entry;  // last line of the file
+        if (text[last.end - 1] != '\n') entry = lineBreak + entry;  // the file's unended last line
         text.insert(last.end, entry);
         return true;
     }
