@@ -73,14 +73,13 @@ TEST_F(Fdc, RecalibrateSeekAndSenseStatus) {
     EXPECT_EQ(Command({0x08}), (Bytes{0x00, 0x00})) << "no seek ended";
     FDC_InsertDisk(0, NineSectorDisk());
     FDC_InsertDisk(1, NineSectorDisk());
-    Send({0x07, 0x00});
-    EXPECT_EQ(Command({0x08}), (Bytes{0x20, 0x00}));
-
     Send({0x0F, 0x01, 40});  // beyond the last track
     EXPECT_TRUE(TraceLog::Has(TraceLog::Take(), "* FDC_Seek(): Invalid track 40"));
     EXPECT_EQ(Command({0x04, 0x01}), (Bytes{0x31}));
+    Send({0x07, 0x00});
     Send({0x0F, 0x01, 39});
     EXPECT_EQ(Command({0x04, 0x01}), (Bytes{0x01})) << "seek not yet reported";
+    EXPECT_EQ(Command({0x08}), (Bytes{0x20, 0x00}));  // drive A first, then B
     EXPECT_EQ(Command({0x08}), (Bytes{0x21, 39}));
     EXPECT_EQ(Command({0x04, 0x01}), (Bytes{0x21}));
     EXPECT_EQ(Command({0x04, 0x05}), (Bytes{0x85})) << "head 1";

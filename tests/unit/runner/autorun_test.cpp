@@ -40,11 +40,10 @@ TEST(Autorun, ChoosesTheProgramThatStartsTheDisk) {
 }
 
 TEST(Autorun, ReadsTheDirectoryAndTellsProgramsByTheirHeader) {
-    std::vector<TestFile> files = {{"HELLO", "BAS", {}},
-                                   {"LOADER", "BAS", {'1', '0', ' '}},
-                                   {"CODE", "BIN", {}},
-                                   {"NOTES", "TXT", {'h', 'i'}},
-                                   {"OTHER", "BAS", {}}};
+    std::vector<TestFile> files = {
+        {"HELLO", "BAS", {}}, {"LOADER", "BAS", {'1', '0', ' '}},
+        {"CODE", "BIN", {}},  {"NOTES", "TXT", {'h', 'i'}},
+        {"OTHER", "BAS", {}}, {"ZEROS", "DAT", std::vector<uint8_t>(200, 0)}};
     files[0].bytes = WithAmsdosHeader(files[0], 0, std::vector<uint8_t>(1500, 0));  // two blocks
     files[2].bytes = WithAmsdosHeader(files[2], 2, {0xC9});
     files[4].bytes = {'x'};
@@ -57,13 +56,16 @@ TEST(Autorun, ReadsTheDirectoryAndTellsProgramsByTheirHeader) {
     std::vector<AmsdosFile> catalog;
     ASSERT_TRUE(Runner_ReadCatalog(disk, catalog));
     FDC_FreeDisk(&disk);
-    ASSERT_EQ(catalog.size(), 4u);
+    ASSERT_EQ(catalog.size(), 5u);
     const struct {
         const char* name;
         const char* extension;
         AmsdosFileKind kind;
-    } expected[] = {
-        {"HELLO", "BAS", B}, {"LOADER", "BAS", B}, {"CODE", "BIN", X}, {"NOTES", "TXT", D}};
+    } expected[] = {{"HELLO", "BAS", B},
+                    {"LOADER", "BAS", B},
+                    {"CODE", "BIN", X},
+                    {"NOTES", "TXT", D},
+                    {"ZEROS", "DAT", D}};
     for (size_t i = 0; i < catalog.size(); ++i) {
         EXPECT_EQ(catalog[i].name, expected[i].name);
         EXPECT_EQ(catalog[i].extension, expected[i].extension);
