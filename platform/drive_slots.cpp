@@ -110,7 +110,9 @@ bool PAL_LoadDisk(const char* fileName, int drive) {
     bool loaded = false;
     if (!file) {
         XT_Trace("PAL_LoadDisk(): Can't open file [%s]", fileName);
-        error = "no such file, also under ../Files/ and ../Test/, with .dsk added";
+        std::string tried = fileName;
+        if (!EndsWithDiskExtension(tried)) tried += kExtension;
+        error = "no file " + tried + " here, under ../Files/ or under ../Test/";
     } else {
         loaded = LoadFromFile(file, drive, error);
         std::fclose(file);

@@ -97,6 +97,14 @@ int main(int argc, char** argv) {
                              error)) {
         return Fail(error, EXIT_NO_MACHINE);
     }
+    for (int drive = 0; drive < 2; ++drive) {
+        std::string failure = PAL_GetDiskLoadError(drive);
+        if (options.disks[drive].empty() && !failure.empty()) {
+            std::fprintf(
+                stderr, "brallivane-run: drive %c: the disk the settings name was not loaded: %s\n",
+                'A' + drive, failure.c_str());
+        }
+    }
     if (!Runner_InsertDisks(options, error)) {
         Runner_ShutdownMachine(machine);
         PAL_EjectAll();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "common/machine/machine.h"
@@ -186,6 +187,12 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
         } else if (option == "--disk-a" || option == "--disk-b" || option == "--settings") {
             if (value.empty()) {
                 error = option + " needs a file name";
+                return RunnerParseResult::Error;
+            }
+            std::error_code ignored;
+            if (option == "--settings" && std::filesystem::exists(value, ignored) &&
+                !std::filesystem::is_regular_file(value, ignored)) {
+                error = "--settings: '" + value + "' is not a file";
                 return RunnerParseResult::Error;
             }
             if (option == "--settings")
