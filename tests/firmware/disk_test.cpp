@@ -81,29 +81,6 @@ TEST_F(DiskFirmware, ThirdPartyDisksListAndAutorun) {
         for (size_t i = 0; i < CPC_PAGE_SIZE; ++i) drawn += g_Machine.baseRam[3][i] != 0;
         EXPECT_GT(drawn, 20) << ScreenDump();
     }
-    // The loader has read the binary to &8000: its first bytes (the code that runs first;
-    // the program changes data further on).
-    std::FILE* file = std::fopen(ThirdPartyDisk("std_sphere3d.dsk").c_str(), "rb");
-    ASSERT_NE(file, nullptr);
-    std::vector<uint8_t> image(300000);
-    image.resize(std::fread(image.data(), 1, image.size(), file));
-    std::fclose(file);
-    std::vector<uint8_t> loaded;
-    for (uint16_t a = 0x8000; a < 0x8000 + 64; ++a) loaded.push_back(CPC_ReadMem(a));
-    EXPECT_NE(std::search(image.begin(), image.end(), loaded.begin(), loaded.end()), image.end());
-}
-
-TEST_F(DiskFirmware, RogueStarts) {
-    if (!std::filesystem::exists(ThirdPartyDisk("std_cpcrogue_basic_rogue.dsk")))
-        GTEST_SKIP() << "no third-party disks in " << ThirdPartyDisk("");
-    ASSERT_TRUE(PAL_LoadDisk(ThirdPartyDisk("std_cpcrogue_basic_rogue.dsk").c_str(), 0));
-    TypeAndExpect("", "Ready");
-    uint64_t before = machine_.elapsed;
-    auto start = std::chrono::steady_clock::now();
-    TypeAndExpect("RUN\"ROGUE\"\\n", "PRESS ENTER TO START", 30000);
-    double host = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    RecordProperty("emulated_ms", std::to_string((machine_.elapsed - before) / 1000));
-    RecordProperty("host_ms", std::to_string(static_cast<int>(host * 1000)));
 }
 
 // Another thread inserts, ejects and swaps while the firmware reads; afterwards the machine

@@ -70,24 +70,18 @@ TEST_F(DriveSlots, FileNamesGetTheDskExtension) {
     EXPECT_EQ(PAL_OpenDiskFile("", std::string(PAL_MAX_PATH, 'a').c_str(), fullPath), nullptr);
 }
 
-TEST_F(DriveSlots, LoadsFromTheSearchFoldersAndRemembersTheFullPath) {
-    EXPECT_TRUE(PAL_LoadDisk("far", 0));
-    EXPECT_EQ(PAL_GetDrivePath(0), Path("Files/far.dsk"));
-    EXPECT_EQ(Key("DriveA"), Path("Files/far.dsk"));
+TEST_F(DriveSlots, SearchesTheFoldersAndAFailureKeepsTheKey) {
     EXPECT_TRUE(PAL_LoadDisk("other", 1));
     EXPECT_EQ(Key("DriveB"), Path("Test/other.dsk"));
-    EXPECT_NE(FDC_HostDisk(1), nullptr);
     EXPECT_FALSE(PAL_LoadDisk("game", 2));
-}
-
-TEST_F(DriveSlots, FailedInsertEmptiesTheDriveButKeepsTheKey) {
-    ASSERT_TRUE(PAL_LoadDisk("game", 0));
+    ASSERT_TRUE(PAL_LoadDisk("far", 0));
+    EXPECT_EQ(PAL_GetDrivePath(0), Path("Files/far.dsk"));
     for (const char* bad : {"missing", "broken"}) {
         EXPECT_FALSE(PAL_LoadDisk(bad, 0)) << bad;
         EXPECT_EQ(FDC_HostDisk(0), nullptr);
         EXPECT_EQ(PAL_GetDrivePath(0), "");
         EXPECT_NE(PAL_GetDiskLoadError(0), "");
-        EXPECT_EQ(Key("DriveA"), Path("bin/game.dsk"));
+        EXPECT_EQ(Key("DriveA"), Path("Files/far.dsk"));
     }
 }
 

@@ -9,8 +9,6 @@
 #include "trace_log.h"
 
 namespace {
-using Bytes = std::vector<uint8_t>;
-
 // 40 tracks of nine 512-byte sectors C1-C9 in order; each byte tells its track and sector.
 FDC_Disk* NineSectorDisk() {
     TestImage image;
@@ -108,33 +106,28 @@ TEST_F(Fdc, MultiSectorReadDeliversUpToEot) {
     EXPECT_EQ(Results(), (Bytes{0x40, 0x80, 0x00, 5, 0, 0xC4, 2}));
 }
 
-TEST_F(Fdc, ReadDataFailures) {
+TEST_F(Fdc, ReadIdWalksTheTrackAndReadDataFails) {
+    EXPECT_EQ(Command({0x4A, 0x00}), (Bytes{0x88, 0, 0, 0, 0, 0, 0})) << "empty drive";
     FDC_InsertDisk(0, NineSectorDisk());
     Send({0x0F, 0x00, 2});
     Command({0x08});
-    Command({0x4A, 0x00});  // Read ID: the sector index moves to C2
-    // Wrong cylinder: the present track and the sector at the current index.
+    Bytes ids;
+    for (int i = 0; i < 11; ++i) {
+        Bytes result = Command({0x4A, 0x00});
+        EXPECT_EQ(Bytes(result.begin(), result.begin() + 5), (Bytes{0, 0, 0, 2, 0}));
+        EXPECT_EQ(result[6], 2);
+        ids.push_back(result[5]);
+    }
+    EXPECT_EQ(ids, (Bytes{0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xC1, 0xC2}));
+    // Wrong cylinder: the present track and the sector at the current index (C3).
     EXPECT_EQ(Command({0x46, 0x00, 3, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF}),
-              (Bytes{0x88, 0x00, 0x10, 2, 0, 0xC2, 2}));
+              (Bytes{0x88, 0x00, 0x10, 2, 0, 0xC3, 2}));
     EXPECT_EQ(Command({0x46, 0x00, 2, 0, 0xD1, 2, 0xD1, 0x2A, 0xFF}),
               (Bytes{0x88, 0x00, 0x00, 2, 0, 0xD1, 2}))
         << "no such sector";
     EXPECT_EQ(Command({0xC6, 0x00, 2, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF})[0], 0x88) << "MT";
     EXPECT_EQ(Command({0x46, 0x01, 2, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF})[0], 0x89) << "empty drive B";
     EXPECT_EQ(Command({0x46, 0x04, 2, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF})[0], 0x88) << "head 1";
-}
-
-TEST_F(Fdc, ReadIdWalksRoundTheTrack) {
-    EXPECT_EQ(Command({0x4A, 0x00}), (Bytes{0x88, 0, 0, 0, 0, 0, 0})) << "empty drive";
-    FDC_InsertDisk(0, NineSectorDisk());
-    Bytes ids;
-    for (int i = 0; i < 10; ++i) {
-        Bytes result = Command({0x4A, 0x00});
-        EXPECT_EQ(result[0], 0x00);
-        EXPECT_EQ(result[6], 2);
-        ids.push_back(result[5]);
-    }
-    EXPECT_EQ(ids, (Bytes{0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xC1}));
 }
 
 TEST_F(Fdc, InvalidCommandsAndPortMisuse) {

@@ -88,9 +88,8 @@ TEST(IniProfile, FileIsCreatedByTheFirstWrite) {
     EXPECT_EQ(PAL_GetProfileInt("SETTINGS", "type", 194, file.c_str()), 129u);
     EXPECT_EQ(PAL_GetProfileInt("Settings", "CRTC", 1, file.c_str()), 1u) << "empty: the default";
     EXPECT_EQ(PAL_GetProfileString("Settings", "Sound", "0", file.c_str()), "0");
-    std::ifstream in(file, std::ios::binary);
     std::stringstream contents;
-    contents << in.rdbuf();
+    contents << std::ifstream(file, std::ios::binary).rdbuf();
     EXPECT_EQ(contents.str(), "[Settings]\nType=129\nCRTC=\n");
     std::remove(file.c_str());
     EXPECT_FALSE(PAL_WriteProfileString("Settings", "Type", "1", "/nonexistent/dir/x.ini"));
