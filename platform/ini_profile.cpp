@@ -123,6 +123,13 @@ bool HasLineBreak(const char* text) {
     return false;
 }
 
+// What ends the line that stops at end: nothing when it has its line break, the "\n" that
+// completes a lone "\r" (which readers already take for the break), or a whole break.
+std::string LineEnding(const std::string& text, size_t end, const std::string& lineBreak) {
+    if (end == 0 || text[end - 1] == '\n') return "";
+    return text[end - 1] == '\r' ? "\n" : lineBreak;
+}
+
 // The file's own line break, "\n" for a file that has none yet.
 std::string LineBreakOf(const std::string& text) {
     size_t newline = text.find('\n');
@@ -195,11 +202,10 @@ bool PAL_ProfileUpdate(std::string& text, const char* section, const char* key, 
     std::string entry = std::string(key) + "=" + value + lineBreak;
     if (where.sectionFound) {
         const Line& last = where.lastLineOfSection;
-        if (text[last.end - 1] != '\n') entry = lineBreak + entry;  // the file's unended last line
-        text.insert(last.end, entry);
+        text.insert(last.end, LineEnding(text, last.end, lineBreak) + entry);
         return true;
     }
-    if (!text.empty() && text.back() != '\n') text += lineBreak;
+    text += LineEnding(text, text.size(), lineBreak);
     text += "[" + std::string(section) + "]" + lineBreak + entry;
     return true;
 }

@@ -63,7 +63,8 @@ TEST(IniProfile, WritesChangeOneLineAndKeepTheRest) {
         {"[Settings]\nType=1\n\n[Other]\nx=1\n", "DriveA",
          "[Settings]\nType=1\nDriveA=new\n\n[Other]\nx=1\n"},
         {"[Settings]", "DriveA", "[Settings]\nDriveA=new\n"},
-        {"[Settings]\r\nX=1\r", "DriveA", "[Settings]\r\nX=1\r\r\nDriveA=new\r\n"},
+        {"[Settings]\r\nX=1\r", "DriveA", "[Settings]\r\nX=1\r\nDriveA=new\r\n"},
+        {"[Settings\r", "DriveA", "[Settings\r\nDriveA=new\n"},
         // A new section is appended, after a line break the file lacked.
         {"garbage without newline", "DriveA", "garbage without newline\n[Settings]\nDriveA=new\n"},
         {"", "DriveA", "[Settings]\nDriveA=new\n"},
