@@ -4,6 +4,7 @@
 // front end may register the few that differ (the repaint request).
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // ROM images: loads the lower ROM, BASIC, the credit ROM and (bit 7 of type) AMSDOS
 // into the machine record. Returns false and holds nothing on any failure.
@@ -38,3 +39,35 @@ uint32_t PAL_GetTickCount();
 using PAL_RepaintHandler = void (*)();
 void PAL_SetRepaintHandler(PAL_RepaintHandler handler);
 void PAL_RequestRepaint();
+
+// Drive slots: disk image files in drives A (0) and B (1). A name is looked for as given,
+// then under "../Files/" and "../Test/", with ".dsk" added unless it ends in ".dsk"; the
+// full path of a loaded image is remembered in the settings file (keys DriveA, DriveB).
+// Callable from any thread; the controller takes a new disk over between commands.
+//
+// True when the disk is in the drive. A failure leaves the drive empty, its path empty and
+// its settings key as it was.
+bool PAL_LoadDisk(const char* fileName, int drive);
+// Takes the disk out. forget also empties the drive's path and its settings key (an eject);
+// without it both stay, so that the next start loads the disk again.
+void PAL_UnloadDisk(int drive, bool forget);
+// The Disk menu's eject: unload and forget.
+void PAL_EjectDisk(int drive);
+// Program end, once no machine runs: both drives unloaded, settings kept.
+void PAL_EjectAll();
+// Writes the path to the drive's settings key and makes it the drive's path.
+void PAL_SetDrivePath(int drive, const char* path);
+// Machine start: loads the disks the settings name.
+void PAL_LoadDrivesFromSettings();
+// The host's swap command: exchanges the disks and the paths of the two drives. False,
+// and nothing changes, while the controller is busy.
+bool PAL_SwapDrives();
+// Full path of the image in the drive, empty for none (the status line shows it).
+std::string PAL_GetDrivePath(int drive);
+// Why the last load into the drive failed, empty after a success.
+std::string PAL_GetDiskLoadError(int drive);
+
+// Controller activity: called by the controller at every phase change, true while it
+// transfers data; a change asks the status line to redraw.
+void PAL_DriveActivity(bool active);
+bool PAL_GetDriveActivity();

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build and the tests need, if any is missing.
+# Installs the Debian packages the build and the tests need, if any is missing, and the
+# packages named as arguments (scripts/fuzz.sh adds its compiler that way).
 # Runs apt-get update once, and only when something has to be installed.
 set -euo pipefail
 
-PACKAGES=(g++ cmake make pkg-config libgtest-dev libgmock-dev pasmo libpng-dev zlib1g-dev)
+PACKAGES=(g++ cmake make pkg-config libgtest-dev libgmock-dev pasmo libpng-dev zlib1g-dev "$@")
 
 missing=()
 for package in "${PACKAGES[@]}"; do

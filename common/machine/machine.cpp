@@ -102,6 +102,7 @@ CPC_Machine* CPC_Init(uint8_t type, uint8_t crtcType) {
 
 void CPC_Shutdown(CPC_Machine* machine) {
     if (!machine) return;
+    if (machine == &g_Machine) FDC_Shutdown();
     // The ROM images belong to the host layer, which loads them into the one machine.
     if (machine == &g_Machine) PAL_FreeRoms();
     FreeBlocks(machine->extraRam);

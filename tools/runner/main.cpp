@@ -3,8 +3,11 @@
 #include <cstdio>
 #include <string>
 
+#include "common/host_services.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
+#include "platform/settings_path.h"
+#include "tools/runner/runner_disks.h"
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
 #include "tools/runner/screenshot.h"
@@ -54,6 +57,19 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action) {
             }
             return EXIT_DONE;
         }
+        case RunnerActionKind::Autorun: {
+            std::string message;
+            switch (Runner_Autorun(machine, action.milliseconds * MICROSECONDS_PER_MILLISECOND,
+                                   message)) {
+                case AutorunResult::Typed:
+                    std::fprintf(stderr, "brallivane-run: autorun typed %s\n", message.c_str());
+                    return EXIT_DONE;
+                case AutorunResult::BadDisk: return Fail(message, EXIT_BAD_USAGE);
+                case AutorunResult::ReadyNotSeen: return Fail(message, EXIT_TEXT_NOT_SEEN);
+                case AutorunResult::Stalled: return Fail(message, EXIT_NO_MACHINE);
+            }
+            return EXIT_DONE;
+        }
         case RunnerActionKind::ScreenText:
             for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
             std::fflush(stdout);
@@ -75,10 +91,24 @@ int main(int argc, char** argv) {
 
     if (!options.trace) XT_AdjustTraceLevel(0);  // from 1 to 0: the trace call does nothing
 
+    PAL_SetSettingsPath(options.settingsPath.c_str());
     RunnerMachine machine;
     if (!Runner_StartMachine(machine, options.type, options.crtcType, options.romDirectory,
                              error)) {
         return Fail(error, EXIT_NO_MACHINE);
+    }
+    for (int drive = 0; drive < 2; ++drive) {
+        std::string failure = PAL_GetDiskLoadError(drive);
+        if (options.disks[drive].empty() && !failure.empty()) {
+            std::fprintf(
+                stderr, "brallivane-run: drive %c: the disk the settings name was not loaded: %s\n",
+                'A' + drive, failure.c_str());
+        }
+    }
+    if (!Runner_InsertDisks(options, error)) {
+        Runner_ShutdownMachine(machine);
+        PAL_EjectAll();
+        return Fail(error, EXIT_BAD_USAGE);
     }
 
     auto hostStart = std::chrono::steady_clock::now();
@@ -98,5 +128,6 @@ int main(int argc, char** argv) {
     }
     Runner_ReportRepeatedStops(machine, stderr);
     Runner_ShutdownMachine(machine);
+    PAL_EjectAll();
     return code;
 }

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 #include "common/machine/machine.h"
@@ -25,8 +26,15 @@ const char* const HELP_TEXT =
     "  --crtc 0|1                   CRTC type (default 1)\n"
     "  --roms DIR                   folder holding CPC464.rom, CPC664.rom, CPC6128.rom\n"
     "                               and amsdos.rom (default ../ROM/)\n"
-    "  --timeout-ms N               time limit of the --until-text actions that follow\n"
-    "                               (emulated milliseconds, default 30000)\n"
+    "  --disk-a FILE, --disk-b FILE disk image for drive A or B, standard or extended\n"
+    "                               DSK; a name is looked for as given, then under\n"
+    "                               ../Files/ and ../Test/, with .dsk added unless it\n"
+    "                               ends in .dsk\n"
+    "  --settings FILE              settings file (created when missing): the disks it\n"
+    "                               names are loaded at start, and a disk given here is\n"
+    "                               written to it; without it no settings are used\n"
+    "  --timeout-ms N               time limit of the --until-text and --autorun actions\n"
+    "                               that follow (emulated milliseconds, default 30000)\n"
     "  --bench                      at the end, print \"speed: N\": emulated microseconds\n"
     "                               per host millisecond over all the actions\n"
     "  --no-trace                   write no trace records (otherwise the trace library\n"
@@ -45,12 +53,24 @@ const char* const HELP_TEXT =
     "  --screenshot FILE.png        write the frame buffer as a 768 x 540 PNG\n"
     "  --screen-text                print the text on the CPC screen, one line per\n"
     "                               character row (modes 0, 1 and 2)\n"
+    "  --autorun                    wait for Ready, then type the command that starts\n"
+    "                               the program on the disk in drive A, the first of: a\n"
+    "                               program named DISC or DISK; a BASIC program whose\n"
+    "                               name is part of the image's file name; the only\n"
+    "                               BASIC program; any program whose name is part of\n"
+    "                               the image's file name; the only binary program; the\n"
+    "                               first BASIC, then the first binary program (in\n"
+    "                               directory order); |CPM when there is none. A file\n"
+    "                               is BASIC or binary by its AMSDOS header; a file\n"
+    "                               without one is ASCII BASIC when named .BAS or\n"
+    "                               without extension, else not a program\n"
     "\n"
     "Stops of the emulated machine (unsupported ports and instructions) are reported on\n"
     "standard error; the machine keeps running.\n"
     "\n"
-    "Exit codes: 0 done, 1 bad usage or input, 2 the machine could not start (for\n"
-    "example a ROM file is missing), 3 a text was not seen in time.\n";
+    "Exit codes: 0 done, 1 bad usage or input (a disk image that cannot be loaded),\n"
+    "2 the machine could not start (for example a ROM file is missing), 3 a text was\n"
+    "not seen in time.\n";
 
 bool ParseModel(const std::string& value, uint8_t& type) {
     if (value == "464")
@@ -100,11 +120,16 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
             options.actions.push_back({RunnerActionKind::ScreenText, 0, {}, {}});
             continue;
         }
+        if (option == "--autorun") {
+            options.actions.push_back({RunnerActionKind::Autorun, timeoutMs, {}, {}});
+            continue;
+        }
 
         bool takesValue = option == "--model" || option == "--crtc" || option == "--roms" ||
                           option == "--timeout-ms" || option == "--run-ms" ||
                           option == "--until-text" || option == "--type" ||
-                          option == "--screenshot";
+                          option == "--screenshot" || option == "--disk-a" ||
+                          option == "--disk-b" || option == "--settings";
         if (!takesValue) {
             error = "unknown option '" + option + "' (see --help)";
             return RunnerParseResult::Error;
@@ -159,6 +184,21 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
                 return RunnerParseResult::Error;
             }
             options.actions.push_back({RunnerActionKind::Type, 0, value, std::move(strokes)});
+        } else if (option == "--disk-a" || option == "--disk-b" || option == "--settings") {
+            if (value.empty()) {
+                error = option + " needs a file name";
+                return RunnerParseResult::Error;
+            }
+            std::error_code ignored;
+            if (option == "--settings" && std::filesystem::exists(value, ignored) &&
+                !std::filesystem::is_regular_file(value, ignored)) {
+                error = "--settings: '" + value + "' is not a file";
+                return RunnerParseResult::Error;
+            }
+            if (option == "--settings")
+                options.settingsPath = value;
+            else
+                options.disks[option == "--disk-a" ? 0 : 1] = value;
         } else if (option == "--screenshot") {
             if (value.empty()) {
                 error = "--screenshot needs a file name";

@@ -6,11 +6,11 @@
 
 #include "tools/runner/key_script.h"
 
-enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText };
+enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText, Autorun };
 
 struct RunnerAction {
     RunnerActionKind kind;
-    uint64_t milliseconds;           // RunMs: time to run; UntilText: time limit
+    uint64_t milliseconds;           // RunMs: time to run; UntilText, Autorun: time limit
     std::string text;                // UntilText, Type: the text; Screenshot: the file name
     std::vector<KeyStroke> strokes;  // Type: the text as key strokes
 };
@@ -20,7 +20,9 @@ struct RunnerOptions {
     uint8_t crtcType = 1;
     std::string romDirectory = "../ROM/";
     bool bench = false;
-    bool trace = true;  // trace records go to the trace library when it is present
+    bool trace = true;         // trace records go to the trace library when it is present
+    std::string disks[2];      // --disk-a, --disk-b: names for the drive slots, empty for none
+    std::string settingsPath;  // --settings: empty for no settings file
     std::vector<RunnerAction> actions;
 };
 
