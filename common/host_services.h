@@ -38,3 +38,20 @@ uint32_t PAL_GetTickCount();
 using PAL_RepaintHandler = void (*)();
 void PAL_SetRepaintHandler(PAL_RepaintHandler handler);
 void PAL_RequestRepaint();
+
+// Waiting and the high-resolution clock, for the emulation thread and its pacing.
+// Gives the rest of this time slice to other threads (the host's Sleep(0)).
+void PAL_Yield();
+void PAL_SleepMicroseconds(uint32_t microseconds);
+// Ticks per second of PAL_QueryPerformanceCounter; false when the host has no such clock.
+bool PAL_QueryPerformanceFrequency(uint64_t* frequency);
+uint64_t PAL_QueryPerformanceCounter();
+
+// Manual-reset events shared by the host and the emulation thread. The host creates
+// and waits on them (platform/event.h); the emulation thread only sets them.
+struct PAL_Event;
+void PAL_SetEvent(PAL_Event* event);
+
+// Drive slots: load a disk image file into drive 0 (A) or 1 (B), or empty a drive.
+bool PAL_LoadDisk(const char* fileName, int drive);
+void PAL_EjectDisk(int drive);
