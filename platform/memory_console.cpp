@@ -22,12 +22,6 @@ void MemoryConsole::PushKeys(const std::vector<uint8_t>& keys) {
     keysChanged_.notify_all();
 }
 
-void MemoryConsole::PushLine(const std::string& line) {
-    std::vector<uint8_t> keys(line.begin(), line.end());
-    keys.push_back(PAL_KEY_ENTER);
-    PushKeys(keys);
-}
-
 bool MemoryConsole::WaitUntilIdle(uint32_t timeoutMilliseconds) {
     auto deadline =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMilliseconds);

@@ -22,8 +22,6 @@ class MemoryConsole {
 
     // Keys, read by the monitor in the order pushed. A prefixed key is pushed as its pair.
     void PushKeys(const std::vector<uint8_t>& keys);
-    // Each character as a key, then Enter: a command line as typed.
-    void PushLine(const std::string& line);
     // Waits until every pushed key has been read and the monitor has looked for a key
     // once more since, so that whatever the keys asked for has been done (the monitor does
     // not look at the keyboard while a script runs, so a script has ended too). False

@@ -25,9 +25,12 @@ char* InputLine() {
     return g_Monitor.history[g_Monitor.currentSlot];
 }
 
+// At most one line's characters, always terminated.
 void CopyLine(char* destination, const char* source) {
-    std::strncpy(destination, source, DBG_LINE_CHARS);
-    destination[DBG_LINE_CHARS] = '\0';
+    size_t length = 0;
+    for (; length < DBG_LINE_CHARS && source[length]; ++length)
+        destination[length] = source[length];
+    destination[length] = '\0';
 }
 
 void RedrawInputLine() {

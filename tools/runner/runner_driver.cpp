@@ -110,23 +110,32 @@ uint32_t Runner_OnSlice(uint32_t microseconds) {
     RunnerDriver& d = g_RunnerDriver;
     std::lock_guard<std::mutex> lock(d.mutex);
     for (auto listener : d.sliceListeners) listener(microseconds);
-    if (d.finished || !d.machine) return 0;
+    if (!d.machine) return 0;
 
     Z80_State* cpu = g_Machine.processor;
     RunnerMachine& machine = *d.machine;
-    if (!cpu->running) {  // a step stopped the machine
-        if (!machine.keepGoing) {
-            // A key left down would stay down while the machine waits in the monitor.
-            const RunnerTyping& t = d.typing;
-            if (d.goal == RunnerGoal::Type && (t.phase == PRESS_FED || t.phase == HOLD))
-                PressStroke(t.strokes[t.index], 0);
-            machine.stopReason = cpu->stopReason;
-            machine.stopPC = cpu->PC;
-            Finish(d, RunnerOutcome::Stopped);
-            return 0;
-        }
+    if (!cpu->running && machine.keepGoing) {  // a step stopped the machine
         RecordStop(machine, *cpu);
         cpu->running = 1;
+    }
+    if (!cpu->running) {
+        machine.stopReason = cpu->stopReason;
+        machine.stopPC = cpu->PC;
+    }
+    if (d.finished) {
+        // A monitor command set the machine running between two actions: it is held at
+        // the end of the slice, which keeps the results independent of the host.
+        d.pendingStop = !cpu->running;
+        machine.control.pauseRequest.store(1, std::memory_order_release);
+        return 0;
+    }
+    if (!cpu->running) {
+        // A key left down would stay down while the machine waits in the monitor.
+        const RunnerTyping& t = d.typing;
+        if (d.goal == RunnerGoal::Type && (t.phase == PRESS_FED || t.phase == HOLD))
+            PressStroke(t.strokes[t.index], 0);
+        Finish(d, RunnerOutcome::Stopped);
+        return 0;
     }
 
     const uint64_t now = g_Machine.deviceTime;

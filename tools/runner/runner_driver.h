@@ -29,7 +29,10 @@ struct RunnerDriver {
     std::string text;
     bool textSeen = false;
     RunnerTyping typing;
-    bool finished = true;  // true while the machine is held
+    bool finished = true;  // no run action in progress
+    // The machine stopped while no run action was in progress (a monitor command had set
+    // it running); --until-stop takes this stop as its own.
+    bool pendingStop = false;
 
     std::vector<uint8_t> lastFrame;
     std::vector<std::string> messages;  // the monitor's, since the runner last took them

@@ -25,6 +25,13 @@ void WaitUntilHeld(RunnerMachine& machine) {
         PAL_SleepMicroseconds(HOLD_CHECK_MICROSECONDS);
 }
 
+// A held machine that is stopped needs no pause, since no instruction runs; without it
+// the monitor answers faster, as the run loop then polls it without yielding.
+void Settle(RunnerMachine& machine) {
+    if (!g_Machine.processor->running)
+        machine.control.pauseRequest.store(0, std::memory_order_release);
+}
+
 void InstallHooks(RunnerMachine* machine) {
     RunnerDriver& d = g_RunnerDriver;
     {
@@ -54,6 +61,7 @@ RunnerOutcome RunToward(RunnerMachine& machine, RunnerGoal goal, uint64_t limit,
         d.textSeen = false;
         d.typing = RunnerTyping{strokes};
         d.finished = false;
+        d.pendingStop = false;
     }
     bool stopped = g_Machine.processor->running == 0;
     machine.control.pauseRequest.store(0, std::memory_order_release);
@@ -63,6 +71,7 @@ RunnerOutcome RunToward(RunnerMachine& machine, RunnerGoal goal, uint64_t limit,
         d.finishedChanged.wait(lock, [&d] { return d.finished; });
     }
     WaitUntilHeld(machine);
+    Settle(machine);
     return machine.outcome;
 }
 
@@ -108,6 +117,7 @@ bool Runner_StartMachine(RunnerMachine& machine, uint8_t type, uint8_t crtcType,
         return false;
     }
     WaitUntilHeld(machine);
+    Settle(machine);
     machine.started = true;
     return true;
 }
@@ -139,6 +149,15 @@ bool Runner_RunUntilText(RunnerMachine& machine, const std::string& text,
 }
 
 bool Runner_RunUntilStop(RunnerMachine& machine, uint64_t timeoutMicroseconds) {
+    {
+        // The machine already stopped after a monitor command had set it running.
+        std::lock_guard<std::mutex> lock(g_RunnerDriver.mutex);
+        if (g_RunnerDriver.pendingStop) {
+            g_RunnerDriver.pendingStop = false;
+            machine.outcome = RunnerOutcome::Stopped;
+            return true;
+        }
+    }
     return RunToward(machine, RunnerGoal::Stop, timeoutMicroseconds) == RunnerOutcome::Stopped;
 }
 
@@ -148,6 +167,15 @@ bool Runner_Type(RunnerMachine& machine, const std::vector<KeyStroke>& strokes) 
     return RunToward(machine, RunnerGoal::Type, 0, {}, strokes) == RunnerOutcome::Done;
 }
 
+bool Runner_Keys(RunnerMachine& machine, const std::vector<uint8_t>& keys) {
+    machine.console.PushKeys(keys);
+    if (!machine.console.WaitUntilIdle(MONITOR_ANSWER_LIMIT_MS)) return false;
+    // A key that set the machine running had it held at the end of a slice.
+    if (machine.control.pauseRequest.load(std::memory_order_acquire)) WaitUntilHeld(machine);
+    Settle(machine);
+    return true;
+}
+
 bool Runner_Monitor(RunnerMachine& machine, const std::string& line,
                     std::vector<std::string>* messages) {
     RunnerDriver& d = g_RunnerDriver;
@@ -155,8 +183,9 @@ bool Runner_Monitor(RunnerMachine& machine, const std::string& line,
         std::lock_guard<std::mutex> lock(d.mutex);
         d.messages.clear();
     }
-    machine.console.PushLine(line);
-    bool answered = machine.console.WaitUntilIdle(MONITOR_ANSWER_LIMIT_MS);
+    std::vector<uint8_t> keys(line.begin(), line.end());
+    keys.push_back(PAL_KEY_ENTER);
+    bool answered = Runner_Keys(machine, keys);
     std::lock_guard<std::mutex> lock(d.mutex);
     if (messages) *messages = d.messages;
     d.messages.clear();

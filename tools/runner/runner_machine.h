@@ -71,6 +71,10 @@ bool Runner_RunUntilStop(RunnerMachine& machine, uint64_t timeoutMicroseconds);
 // Types the strokes, each pressed until the firmware has seen it and then released.
 bool Runner_Type(RunnerMachine& machine, const std::vector<KeyStroke>& strokes);
 
+// Types keys into the monitor console (PAL_KEY_* codes, prefixed keys as pairs) and waits
+// until the monitor has carried them out. A key that sets the machine running (F5, F10)
+// lets it run to the end of one slice of emulated time, where it is held.
+bool Runner_Keys(RunnerMachine& machine, const std::vector<uint8_t>& keys);
 // Types one command line into the monitor and waits until it has been carried out (a
 // PLAY until its script has ended). The monitor's messages since then go to messages.
 bool Runner_Monitor(RunnerMachine& machine, const std::string& line,
