@@ -56,12 +56,17 @@ TEST_F(RunLoop, StepsBreakpointsAndStops) {
     EXPECT_EQ(Last(Messages(), 2), (Lines{"BRC 000C", "BP reached."}));
     Enter("BRC 000C");
 
-    // A permanent and a temporary one at one address: "BP reached.", the temporary gone.
-    Enter("BR 000B");
-    Enter("RT 000B");
-    EXPECT_EQ(Last(Messages(), 2), (Lines{"RT 000B", "BP reached."}));
-    EXPECT_EQ(Cpu().PC, 0x000B);
-    Enter("BRC 000B");
+    // A permanent and an older temporary one at one address: "BP reached.", and the
+    // temporary one is gone.
+    Enter("RT 0006");  // the loop never gets there
+    Enter("BRNOW");
+    Enter("BR 0006");
+    Enter("PC 0003");
+    F5();
+    EXPECT_EQ(Last(Messages(), 2), (Lines{"PC 0003", "BP reached."}));
+    EXPECT_EQ(Cpu().PC, 0x0006);
+    Enter("BRC 0006");
+    Enter("PC 0003");
     F5();
     EXPECT_EQ(Cpu().running, 1);
     Enter("BRNOW");
@@ -128,6 +133,8 @@ TEST_F(RunLoop, PauseResetAndQuit) {
     };
     Enter("BR 0003");
     reset();
+    EXPECT_EQ(Cpu().PC, 0);
+    EXPECT_EQ(Cpu().running, 1);
     ASSERT_TRUE(Runner_RunUntilStop(machine_, 100000));
     EXPECT_EQ(Cpu().PC, 0x0003);
     EXPECT_EQ(machine_.stopReason, Z80_STOP_BREAKPOINT);
