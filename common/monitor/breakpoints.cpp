@@ -10,7 +10,6 @@
 namespace {
 constexpr const char* kPCLogFile = "PCLog.txt";
 constexpr uint32_t kPCLogEntriesPerLine = 16;
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 }  // namespace
 
 void Z80_AddBreakpoint(Z80_State* state, uint16_t address, uint8_t kind) {
@@ -84,12 +83,7 @@ void Dbg_LogPC(Z80_State* state) {
         g_Monitor.pcLogCount = 0;
     }
     // "%04X, " without formatting on every instruction.
-    const uint16_t pc = state->PC;
-    const char entry[] = {kHexDigits[pc >> 12],
-                          kHexDigits[(pc >> 8) & 15],
-                          kHexDigits[(pc >> 4) & 15],
-                          kHexDigits[pc & 15],
-                          ',',
-                          ' '};
+    char entry[6] = {0, 0, 0, 0, ',', ' '};
+    Dbg_HexDigits(state->PC, 4, entry);
     std::fwrite(entry, 1, sizeof entry, log);
 }

@@ -153,15 +153,15 @@ uint8_t CommandReg(Z80_State* state, const char* arguments) {
     for (const Dbg_RegisterName& reg : DBG_REGISTER_NAMES) {
         if (!Dbg_StartsWithWord(arguments, reg.name)) continue;
         const char* text = Dbg_SkipBlanks(arguments + std::strlen(reg.name));
-        if (reg.wide) {
-            uint16_t value = 0;
+        uint16_t value = 0;
+        if (Dbg_IsWordRegister(reg)) {
             if (!ParseOnlyValue(text, &value, state)) return DBG_SYNTAX_ERROR;
-            *reg.word(state) = value;
         } else {
-            uint8_t value = 0;
-            if (!Dbg_OnlyBlanks(Dbg_ParseByte(text, &value))) return DBG_SYNTAX_ERROR;
-            *reg.byte(state) = value;
+            uint8_t byte = 0;
+            if (!Dbg_OnlyBlanks(Dbg_ParseByte(text, &byte))) return DBG_SYNTAX_ERROR;
+            value = byte;
         }
+        Dbg_WriteRegister(state, reg, value);
         return DBG_REFRESH;
     }
     return DBG_SYNTAX_ERROR;

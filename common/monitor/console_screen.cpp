@@ -108,14 +108,20 @@ void Dbg_PrintAt(int column, int row, const char* text) {
     console->write(console->context, text);
 }
 
+void Dbg_HexDigits(uint16_t value, int digits, char* out) {
+    for (int i = digits - 1; i >= 0; --i, value = static_cast<uint16_t>(value >> 4))
+        out[i] = kHexDigits[value & 15];
+}
+
 void Dbg_PrintHex8(int column, int row, uint8_t value) {
-    const char text[] = {kHexDigits[value >> 4], kHexDigits[value & 15], '\0'};
+    char text[3] = {};
+    Dbg_HexDigits(value, 2, text);
     Dbg_PrintAt(column, row, text);
 }
 
 void Dbg_PrintHex16(int column, int row, uint16_t value) {
-    const char text[] = {kHexDigits[value >> 12], kHexDigits[(value >> 8) & 15],
-                         kHexDigits[(value >> 4) & 15], kHexDigits[value & 15], '\0'};
+    char text[5] = {};
+    Dbg_HexDigits(value, 4, text);
     Dbg_PrintAt(column, row, text);
 }
 

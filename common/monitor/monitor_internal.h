@@ -68,15 +68,29 @@ bool Dbg_StartsWithWord(const char* text, const char* word);
 std::FILE* Dbg_OpenSearched(const char* name, const char* mode);
 
 // A register the commands name: its text, and where its value lives.
+enum Dbg_RegisterPart : uint8_t {
+    DBG_WHOLE,  // a register pair
+    DBG_HIGH,
+    DBG_LOW,
+    DBG_STACK_POINTER,
+    DBG_PROGRAM_COUNTER,
+    DBG_REFRESH_REGISTER,
+};
 struct Dbg_RegisterName {
     const char* name;
-    bool wide;  // 16 bits; else 8 bits
-    uint16_t* (*word)(Z80_State* state);
-    uint8_t* (*byte)(Z80_State* state);
+    Z80_Pair Z80_State::*pair;  // for the pairs and their halves
+    Dbg_RegisterPart part;
 };
 // The register names in the order they are matched (longest names first).
 constexpr int DBG_REGISTER_NAME_COUNT = 25;
 extern const Dbg_RegisterName DBG_REGISTER_NAMES[DBG_REGISTER_NAME_COUNT];
+bool Dbg_IsWordRegister(const Dbg_RegisterName& reg);
+uint16_t Dbg_ReadRegister(const Z80_State* state, const Dbg_RegisterName& reg);
+// 8-bit registers take the low byte of value.
+void Dbg_WriteRegister(Z80_State* state, const Dbg_RegisterName& reg, uint16_t value);
+
+// Writes value as digits upper-case hexadecimal digits, most significant first (no NUL).
+void Dbg_HexDigits(uint16_t value, int digits, char* out);
 
 // The commands in the order they are matched.
 struct Dbg_Command {

@@ -11,82 +11,6 @@ constexpr int kMaxDecimalDigits = 5;
 constexpr int kMaxByteHexDigits = 2;
 constexpr int kMaxByteDecimalDigits = 3;
 
-uint16_t* PairAF(Z80_State* s) {
-    return &s->AF.w;
-}
-uint16_t* PairBC(Z80_State* s) {
-    return &s->BC.w;
-}
-uint16_t* PairDE(Z80_State* s) {
-    return &s->DE.w;
-}
-uint16_t* PairHL(Z80_State* s) {
-    return &s->HL.w;
-}
-uint16_t* PairAF2(Z80_State* s) {
-    return &s->AF_.w;
-}
-uint16_t* PairBC2(Z80_State* s) {
-    return &s->BC_.w;
-}
-uint16_t* PairDE2(Z80_State* s) {
-    return &s->DE_.w;
-}
-uint16_t* PairHL2(Z80_State* s) {
-    return &s->HL_.w;
-}
-uint16_t* PairIX(Z80_State* s) {
-    return &s->IX.w;
-}
-uint16_t* PairIY(Z80_State* s) {
-    return &s->IY.w;
-}
-uint16_t* PairSP(Z80_State* s) {
-    return &s->SP;
-}
-uint16_t* PairPC(Z80_State* s) {
-    return &s->PC;
-}
-uint8_t* ByteIXH(Z80_State* s) {
-    return &s->IX.hi;
-}
-uint8_t* ByteIXL(Z80_State* s) {
-    return &s->IX.lo;
-}
-uint8_t* ByteIYH(Z80_State* s) {
-    return &s->IY.hi;
-}
-uint8_t* ByteIYL(Z80_State* s) {
-    return &s->IY.lo;
-}
-uint8_t* ByteA(Z80_State* s) {
-    return &s->AF.hi;
-}
-uint8_t* ByteF(Z80_State* s) {
-    return &s->AF.lo;
-}
-uint8_t* ByteB(Z80_State* s) {
-    return &s->BC.hi;
-}
-uint8_t* ByteC(Z80_State* s) {
-    return &s->BC.lo;
-}
-uint8_t* ByteD(Z80_State* s) {
-    return &s->DE.hi;
-}
-uint8_t* ByteE(Z80_State* s) {
-    return &s->DE.lo;
-}
-uint8_t* ByteH(Z80_State* s) {
-    return &s->HL.hi;
-}
-uint8_t* ByteL(Z80_State* s) {
-    return &s->HL.lo;
-}
-uint8_t* ByteR(Z80_State* s) {
-    return &s->R;
-}
-
 char Upper(char c) {
     return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -130,20 +54,48 @@ const char* ParseNumber(const char* text, uint32_t limit, int maxDigits, int max
 }  // namespace
 
 const Dbg_RegisterName DBG_REGISTER_NAMES[DBG_REGISTER_NAME_COUNT] = {
-    {"AF2", true, PairAF2, nullptr},  {"BC2", true, PairBC2, nullptr},
-    {"DE2", true, PairDE2, nullptr},  {"HL2", true, PairHL2, nullptr},
-    {"IXH", false, nullptr, ByteIXH}, {"IXL", false, nullptr, ByteIXL},
-    {"IYH", false, nullptr, ByteIYH}, {"IYL", false, nullptr, ByteIYL},
-    {"AF", true, PairAF, nullptr},    {"BC", true, PairBC, nullptr},
-    {"DE", true, PairDE, nullptr},    {"HL", true, PairHL, nullptr},
-    {"IX", true, PairIX, nullptr},    {"IY", true, PairIY, nullptr},
-    {"SP", true, PairSP, nullptr},    {"PC", true, PairPC, nullptr},
-    {"A", false, nullptr, ByteA},     {"F", false, nullptr, ByteF},
-    {"B", false, nullptr, ByteB},     {"C", false, nullptr, ByteC},
-    {"D", false, nullptr, ByteD},     {"E", false, nullptr, ByteE},
-    {"H", false, nullptr, ByteH},     {"L", false, nullptr, ByteL},
-    {"R", false, nullptr, ByteR},
+    {"AF2", &Z80_State::AF_, DBG_WHOLE},  {"BC2", &Z80_State::BC_, DBG_WHOLE},
+    {"DE2", &Z80_State::DE_, DBG_WHOLE},  {"HL2", &Z80_State::HL_, DBG_WHOLE},
+    {"IXH", &Z80_State::IX, DBG_HIGH},    {"IXL", &Z80_State::IX, DBG_LOW},
+    {"IYH", &Z80_State::IY, DBG_HIGH},    {"IYL", &Z80_State::IY, DBG_LOW},
+    {"AF", &Z80_State::AF, DBG_WHOLE},    {"BC", &Z80_State::BC, DBG_WHOLE},
+    {"DE", &Z80_State::DE, DBG_WHOLE},    {"HL", &Z80_State::HL, DBG_WHOLE},
+    {"IX", &Z80_State::IX, DBG_WHOLE},    {"IY", &Z80_State::IY, DBG_WHOLE},
+    {"SP", nullptr, DBG_STACK_POINTER},   {"PC", nullptr, DBG_PROGRAM_COUNTER},
+    {"A", &Z80_State::AF, DBG_HIGH},      {"F", &Z80_State::AF, DBG_LOW},
+    {"B", &Z80_State::BC, DBG_HIGH},      {"C", &Z80_State::BC, DBG_LOW},
+    {"D", &Z80_State::DE, DBG_HIGH},      {"E", &Z80_State::DE, DBG_LOW},
+    {"H", &Z80_State::HL, DBG_HIGH},      {"L", &Z80_State::HL, DBG_LOW},
+    {"R", nullptr, DBG_REFRESH_REGISTER},
 };
+
+bool Dbg_IsWordRegister(const Dbg_RegisterName& reg) {
+    return reg.part == DBG_WHOLE || reg.part == DBG_STACK_POINTER ||
+           reg.part == DBG_PROGRAM_COUNTER;
+}
+
+uint16_t Dbg_ReadRegister(const Z80_State* state, const Dbg_RegisterName& reg) {
+    switch (reg.part) {
+        case DBG_WHOLE: return (state->*reg.pair).w;
+        case DBG_HIGH: return (state->*reg.pair).hi;
+        case DBG_LOW: return (state->*reg.pair).lo;
+        case DBG_STACK_POINTER: return state->SP;
+        case DBG_PROGRAM_COUNTER: return state->PC;
+        default: return state->R;
+    }
+}
+
+void Dbg_WriteRegister(Z80_State* state, const Dbg_RegisterName& reg, uint16_t value) {
+    const uint8_t low = static_cast<uint8_t>(value);
+    switch (reg.part) {
+        case DBG_WHOLE: (state->*reg.pair).w = value; break;
+        case DBG_HIGH: (state->*reg.pair).hi = low; break;
+        case DBG_LOW: (state->*reg.pair).lo = low; break;
+        case DBG_STACK_POINTER: state->SP = value; break;
+        case DBG_PROGRAM_COUNTER: state->PC = value; break;
+        default: state->R = low; break;
+    }
+}
 
 bool Dbg_StartsWithWord(const char* text, const char* word) {
     for (; *word; ++word, ++text)
@@ -162,7 +114,7 @@ const char* Dbg_ParseValue(const char* text, uint16_t* value, Z80_State* state) 
         const char* rest = text + std::strlen(reg.name);
         // Only a space or the end closes a name; "BCD" is a hexadecimal number.
         if (*rest != ' ' && *rest != '\0') continue;
-        *value = reg.wide ? *reg.word(state) : *reg.byte(state);
+        *value = Dbg_ReadRegister(state, reg);
         return rest;
     }
     uint32_t number = 0;
