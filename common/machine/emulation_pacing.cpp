@@ -14,7 +14,7 @@ constexpr uint64_t kMicrosecondsPerSecond = 1000000;
 constexpr int64_t kYieldMicroseconds = 300;
 // A host further behind than this gives up catching up and starts a new schedule, so
 // that after a hold or a slow stretch the machine does not race.
-constexpr int64_t kMaxLagMicroseconds = 20000;
+constexpr int64_t kMaxLagMicroseconds = 100000;
 
 struct Pacing {
     bool available = false;

@@ -163,11 +163,11 @@ int main(int argc, char** argv) {
                                 std::chrono::steady_clock::now() - hostStart)
                                 .count();
 
-    if (options.bench && code == EXIT_DONE) {
+    if (options.bench) {
         uint64_t speed = (Runner_Elapsed(machine) - emulatedStart) /
                          static_cast<uint64_t>(hostMilliseconds > 0 ? hostMilliseconds : 1);
         std::printf("speed: %llu\n", static_cast<unsigned long long>(speed));
-        if (!OutputWritten()) code = OutputFailed();
+        if (!OutputWritten() && code == EXIT_DONE) code = OutputFailed();
     }
     Runner_ReportRepeatedStops(machine, stderr);
     Runner_ShutdownMachine(machine);
