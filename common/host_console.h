@@ -1,7 +1,8 @@
 #pragma once
 // The monitor's console as the host provides it: a grid of character cells with a
 // cursor, and a keyboard read one key at a time. A front end installs its operations
-// before the emulation thread starts; the monitor calls them on the emulation thread only.
+// before the emulation thread starts; the monitor calls them on the emulation thread only,
+// so a front end that draws or takes keys on another thread guards its own state.
 #include <cstdint>
 
 constexpr int PAL_CONSOLE_COLUMNS = 75;

@@ -40,7 +40,7 @@ void PAL_SetRepaintHandler(PAL_RepaintHandler handler);
 void PAL_RequestRepaint();
 
 // Waiting and the high-resolution clock, for the emulation thread and its pacing.
-// Gives the rest of this time slice to other threads (the host's Sleep(0)).
+// PAL_Yield gives the rest of this time slice to other threads; a sleep of 0 yields.
 void PAL_Yield();
 void PAL_SleepMicroseconds(uint32_t microseconds);
 // Ticks per second of PAL_QueryPerformanceCounter; false when the host has no such clock.
