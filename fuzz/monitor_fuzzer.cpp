@@ -1,7 +1,9 @@
 // The monitor's interpreter on random input: command lines, keys into the line editor,
 // command scripts, and LOAD of program files with random headers. The machine is a 464
-// built from stand-in ROM images in a folder of the fuzzer's own, which is also the
-// current folder, so that LOAD, PLAY and PCLOG only ever touch files there.
+// built from stand-in ROM images in a folder of the fuzzer's own, which is the current
+// folder while an input runs, so that LOAD, PLAY and PCLOG only ever touch files there.
+// (A crash inside an input leaves its artifact there too, unless -artifact_prefix names
+// an absolute folder.)
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,6 +35,8 @@ enum Mode : uint8_t { COMMANDS, KEYS, SCRIPT, PROGRAM, MODES };
 Z80_State g_processor;
 MemoryConsole* g_console = nullptr;
 std::string g_folder;
+std::string g_runFolder;   // the current folder while an input runs
+std::string g_homeFolder;  // the fuzzer's own current folder, where its corpus paths lead
 
 void RemoveFolder() {
     std::error_code ignored;
@@ -85,18 +89,18 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     std::string base = folder;
     g_folder = base;
     std::atexit(RemoveFolder);
-    if (chdir(folder) != 0) return 1;
+    g_homeFolder = std::filesystem::current_path().string();
     std::string rom(2 * CPC_PAGE_SIZE, '\0');
     rom[0] = '\x18';  // JR $: the lower ROM waits where it starts
     rom[1] = '\xFE';
-    if (!WriteFile("CPC464.rom", reinterpret_cast<const uint8_t*>(rom.data()), rom.size()))
+    if (!WriteFile((base + "/CPC464.rom").c_str(), reinterpret_cast<const uint8_t*>(rom.data()),
+                   rom.size()))
         return 1;
     PAL_SetRomDirectory(base.c_str());
     // Scripts and program files are looked for under ../Files/ too.
-    std::string run = base + "/run";
+    g_runFolder = base + "/run";
     std::string files = base + "/Files";
-    if (mkdir(run.c_str(), 0700) != 0 || mkdir(files.c_str(), 0700) != 0 || chdir(run.c_str()) != 0)
-        return 1;
+    if (mkdir(g_runFolder.c_str(), 0700) != 0 || mkdir(files.c_str(), 0700) != 0) return 1;
 
     g_console = new MemoryConsole();
     PAL_SetConsole(g_console->Operations());
@@ -107,7 +111,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    if (size == 0) return 0;
+    if (size == 0 || chdir(g_runFolder.c_str()) != 0) return 0;
     PrepareMachine();
     const uint8_t mode = data[0] % MODES;
     ++data;
@@ -140,5 +144,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Keys the input left unread must not reach the next one.
     const PAL_ConsoleOperations* console = g_console->Operations();
     while (console->keyWaiting(console->context)) console->readKey(console->context);
+    if (chdir(g_homeFolder.c_str()) != 0) std::abort();
     return 0;
 }
