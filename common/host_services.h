@@ -40,6 +40,19 @@ using PAL_RepaintHandler = void (*)();
 void PAL_SetRepaintHandler(PAL_RepaintHandler handler);
 void PAL_RequestRepaint();
 
+// Waiting and the high-resolution clock, for the emulation thread and its pacing.
+// PAL_Yield gives the rest of this time slice to other threads; a sleep of 0 yields.
+void PAL_Yield();
+void PAL_SleepMicroseconds(uint32_t microseconds);
+// Ticks per second of PAL_QueryPerformanceCounter; false when the host has no such clock.
+bool PAL_QueryPerformanceFrequency(uint64_t* frequency);
+uint64_t PAL_QueryPerformanceCounter();
+
+// Manual-reset events shared by the host and the emulation thread. The host creates
+// and waits on them (platform/event.h); the emulation thread only sets them.
+struct PAL_Event;
+void PAL_SetEvent(PAL_Event* event);
+
 // Drive slots: disk image files in drives A (0) and B (1). A name is looked for as given,
 // then under "../Files/" and "../Test/", with ".dsk" added unless it ends in ".dsk"; the
 // full path of a loaded image is remembered in the settings file (keys DriveA, DriveB).

@@ -1,7 +1,10 @@
 // ROM images of the machine: the model's file (lower ROM then BASIC), AMSDOS for the
 // disk interface, and the credit ROM that makes the firmware print our banner.
+#include "platform/rom_files.h"
+
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -135,6 +138,29 @@ void PAL_SetRomDirectory(const char* directory) {
     if (folder.back() != '/') folder += '/';
     std::lock_guard<std::mutex> lock(g_directoryMutex);
     g_romDirectory = folder;
+}
+
+std::string PAL_DescribeRomProblem(uint8_t type) {
+    const char* modelFile = ModelRomFile(type);
+    if (!modelFile) return "there is no ROM file for model " + std::to_string(type & 7);
+    struct Needed {
+        const char* fileName;
+        uintmax_t size;
+    };
+    const Needed needed[] = {{modelFile, 2 * CPC_PAGE_SIZE},
+                             {(type & CPC_TYPE_DISK) ? "amsdos.rom" : nullptr, CPC_PAGE_SIZE}};
+    for (const Needed& rom : needed) {
+        if (!rom.fileName) continue;
+        std::string path = RomPath(rom.fileName);
+        std::error_code error;
+        uintmax_t size = std::filesystem::file_size(path, error);
+        if (error) return "the ROM file " + path + " is missing";
+        if (size < rom.size)
+            return "the ROM file " + path + " is too short: " + std::to_string(size) +
+                   " bytes, where " + std::to_string(rom.size) + " are needed";
+        if (!OpenRom(rom.fileName)) return "the ROM file " + path + " cannot be read";
+    }
+    return "";
 }
 
 const char* PAL_GetRomDirectory() {

@@ -105,6 +105,11 @@ struct CPC_Machine {
 
     PSG_State psg;
     FDC_State fdc;
+
+    // CPC time: every microsecond handed to the devices since start-up. Unlike the
+    // processor's counter it includes what port instructions hand on before their access,
+    // and it never wraps or restarts at a reset.
+    uint64_t deviceTime;
 };
 
 // The one machine of this process.

@@ -79,6 +79,7 @@ uint8_t CPC_in(uint16_t port) {
 }
 
 void CPC_Update(uint8_t microseconds) {
+    g_Machine.deviceTime += microseconds;
     g_Machine.crtcOps.tick(microseconds);
     PSG_Update(microseconds);
 }

@@ -1,7 +1,11 @@
-// The brallivane-run program itself: help, exit codes and a whole session.
+// The brallivane-run program itself: help, exit codes, stops, output failures, the same
+// results from the same command line, and real-time pacing.
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 
@@ -10,42 +14,195 @@
 #include "platform/ini_profile.h"
 
 namespace {
-// Runs the program; returns its exit code and, in output, what it wrote to standard output.
-int RunProgram(const std::string& arguments, std::string* output = nullptr) {
-    std::string command = std::string(RUNNER_PATH) + " " + arguments + " 2>/dev/null";
+
+struct Result {
+    int code = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string ReadAll(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A folder of its own, removed at the end.
+struct TempFolder {
+    std::filesystem::path path;
+    TempFolder() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "brallivane-runner-XXXXXX").string();
+        if (mkdtemp(pattern.data())) path = pattern;
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    std::string File(const std::string& name) const { return (path / name).string(); }
+    void Write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path / name, std::ios::binary) << bytes;
+    }
+};
+
+// Runs the program through the shell (arguments may redirect its output); returns its
+// exit code, standard output and standard error.
+Result RunProgram(const std::string& arguments) {
+    TempFolder folder;
+    Result result;
+    std::string command = std::string(RUNNER_PATH) + " " + arguments + " 2>" + folder.File("err");
     std::FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return -1;
+    if (!pipe) return result;
     char buffer[512];
-    while (std::fgets(buffer, sizeof buffer, pipe))
-        if (output) *output += buffer;
+    while (std::fgets(buffer, sizeof buffer, pipe)) result.out += buffer;
     int status = pclose(pipe);
+    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.err = ReadAll(folder.File("err"));
+    return result;
+}
+
+// Runs the program with standard output a pipe nobody reads; returns its exit code.
+int RunIntoClosedPipe(const std::string& arguments) {
+    int fds[2];
+    if (pipe(fds) != 0) return -1;
+    close(fds[0]);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    std::string command = "exec " + std::string(RUNNER_PATH) + " " + arguments;
+    const char* argv[] = {"/bin/sh", "-c", command.c_str(), nullptr};
+    pid_t pid = 0;
+    int spawned =
+        posix_spawn(&pid, "/bin/sh", &actions, nullptr, const_cast<char**>(argv), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    int status = 0;
+    if (spawned != 0 || waitpid(pid, &status, 0) != pid) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
+
+// A 464 whose ROMs hold nothing but NOPs, for runs that bring their own program.
+struct BlankMachine : TempFolder {
+    BlankMachine() { Write("CPC464.rom", std::string(2 * 16384, '\0')); }
+    std::string Options() const { return "--model 464 --no-trace --roms " + path.string() + " "; }
+};
+
+// LD BC,FFFF; OUT (C),A; JR back: output to a port nobody answers, at 4000.
+const char* const kBadPortLoop = "--monitor 'SB 4000 01FFFFED7918F9' --monitor 'PC 4000' ";
+
 }  // namespace
 
 TEST(RunnerProgram, HelpAndBadUsage) {
-    std::string help;
-    EXPECT_EQ(RunProgram("--help", &help), 0);
-    for (const char* option : {"--model", "--roms", "--crtc", "--run-ms", "--until-text",
-                               "--timeout-ms", "--type", "--screenshot", "--screen-text", "--bench",
-                               "--disk-a", "--disk-b", "--settings", "--autorun"})
-        EXPECT_NE(help.find(option), std::string::npos) << option;
-    EXPECT_EQ(RunProgram("--model 128"), 1);  // what else is bad: the runner's unit tests
-    EXPECT_EQ(RunProgram("--roms /nonexistent/brallivane --run-ms 1"), 2);
+    Result help = RunProgram("--help");
+    EXPECT_EQ(help.code, 0);
+    for (const char* option :
+         {"--model", "--roms", "--crtc", "--realtime", "--keep-going", "--run-ms", "--until-text",
+          "--until-stop", "--timeout-ms", "--type", "--monitor", "--monitor-script", "--screenshot",
+          "--screen-text", "--dump-monitor", "--bench", "--disk-a", "--disk-b", "--settings",
+           "--autorun"})
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    EXPECT_EQ(RunProgram("--model 128").code, 1);  // what else is bad: the runner's unit tests
+    Result late = RunProgram("--run-ms 5 --model 464");
+    EXPECT_EQ(late.code, 1);
+    EXPECT_NE(late.err.find("--model is a machine option"), std::string::npos) << late.err;
+}
+
+TEST(RunnerProgram, StartFailureNamesTheRomFile) {
+    TempFolder roms;
+    Result missing = RunProgram("--model 464 --roms " + roms.path.string() + " --run-ms 1");
+    EXPECT_EQ(missing.code, 2);
+    EXPECT_NE(missing.err.find(roms.File("CPC464.rom") + " is missing"), std::string::npos)
+        << missing.err;
+    roms.Write("CPC464.rom", std::string(100, '\0'));
+    Result shorter = RunProgram("--model 464 --roms " + roms.path.string() + " --run-ms 1");
+    EXPECT_EQ(shorter.code, 2);
+    EXPECT_NE(shorter.err.find("CPC464.rom is too short: 100 bytes"), std::string::npos)
+        << shorter.err;
+}
+
+TEST(RunnerProgram, StopsIntoTheMonitorOrKeepsGoing) {
+    BlankMachine machine;
+    Result stopped = RunProgram(machine.Options() + kBadPortLoop + "--run-ms 5 --dump-monitor");
+    EXPECT_EQ(stopped.code, 0) << stopped.err;
+    EXPECT_NE(stopped.out.find("\nstop: PC=4005 Out made on an unknown port.\n"), std::string::npos)
+        << stopped.out;
+    EXPECT_NE(stopped.out.find("\n|Out made on an unknown port."), std::string::npos)
+        << stopped.out;
+    EXPECT_NE(stopped.out.find("\n STOPPED"), std::string::npos) << stopped.out;
+
+    Result going = RunProgram(machine.Options() + "--keep-going " + kBadPortLoop + "--run-ms 5");
+    EXPECT_EQ(going.code, 0);
+    EXPECT_EQ(going.out.find("stop: PC="), std::string::npos) << going.out;
+    EXPECT_NE(going.err.find("stop: reason 4 at PC=4003 happened "), std::string::npos)
+        << going.err;
+}
+
+TEST(RunnerProgram, OutputThatCannotBeWrittenFails) {
+    BlankMachine machine;
+    Result full = RunProgram(machine.Options() + "--dump-monitor > /dev/full");
+    EXPECT_EQ(full.code, 1);
+    EXPECT_NE(full.err.find("cannot write to standard output"), std::string::npos) << full.err;
+    EXPECT_EQ(RunIntoClosedPipe(machine.Options() + "--dump-monitor"), 1);
 }
 
 TEST(RunnerProgram, SessionAndTimeout) {
     if (!FirmwarePresent()) GTEST_SKIP() << "no firmware images in " << FirmwareDirectory();
     const std::string machine = "--model 464 --roms " + FirmwareDirectory() + " --no-trace ";
-    std::string session;
-    EXPECT_EQ(RunProgram(machine + "--until-text Ready --type 'print 2^10\\n' --until-text 1024 "
-                                   "--screen-text --bench",
-                         &session),
-              0)
-        << session;
-    EXPECT_NE(session.find("\n 1024\n"), std::string::npos) << session;
-    EXPECT_NE(session.find("speed: "), std::string::npos) << session;
-    EXPECT_EQ(RunProgram(machine + "--timeout-ms 300 --until-text 'never shown'"), 3);
+    Result session = RunProgram(machine +
+                                "--until-text Ready --type 'print 2^10\\n' --until-text 1024 "
+                                "--screen-text --bench");
+    EXPECT_EQ(session.code, 0) << session.err;
+    EXPECT_NE(session.out.find("\n 1024\n"), std::string::npos) << session.out;
+    EXPECT_NE(session.out.find("speed: "), std::string::npos) << session.out;
+    EXPECT_EQ(RunProgram(machine + "--timeout-ms 300 --until-text 'never shown'").code, 3);
+    EXPECT_EQ(RunProgram(machine + "--timeout-ms 10 --until-stop").code, 3);
+}
+
+TEST(RunnerProgram, TheSameCommandLineGivesTheSameResults) {
+    if (!FirmwarePresent()) GTEST_SKIP() << "no firmware images in " << FirmwareDirectory();
+    TempFolder folder;
+    auto run = [&](const std::string& picture) {
+        return RunProgram("--model 6128 --no-trace --roms " + FirmwareDirectory() +
+                          " --until-text Ready --type 'print 1/3\\n' --run-ms 333 --screenshot " +
+                          folder.File(picture) +
+                          " --monitor 'BR 0038' --until-stop --screen-text --dump-monitor");
+    };
+    // The monitor's status row shows the run rate against the host's clock: left out.
+    auto withoutRate = [](std::string out) {
+        size_t rate = out.find(" us / sec");
+        size_t start = out.rfind('\n', rate);
+        return rate == std::string::npos ? out : out.erase(start, rate - start);
+    };
+    Result first = run("first.png");
+    Result second = run("second.png");
+    EXPECT_EQ(first.code, 0) << first.err;
+    EXPECT_NE(first.out.find(" us / sec"), std::string::npos);
+    EXPECT_EQ(withoutRate(first.out), withoutRate(second.out));
+    EXPECT_NE(first.out.find("stop: PC=0038 BP reached."), std::string::npos) << first.out;
+    std::string picture = ReadAll(folder.File("first.png"));
+    EXPECT_GT(picture.size(), 1000u);
+    EXPECT_EQ(picture, ReadAll(folder.File("second.png")));
+}
+
+// A benchmark that prints what it measures: with --realtime ten CPC seconds take ten host
+// seconds; without it the machine runs as fast as the host allows.
+TEST(RunnerProgram, RealTimePacing) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "under ThreadSanitizer the machine runs slower than a real one";
+#endif
+    BlankMachine machine;
+    auto start = std::chrono::steady_clock::now();
+    Result paced = RunProgram(machine.Options() + "--realtime --run-ms 10000");
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_EQ(paced.code, 0);
+    std::printf("10 emulated seconds with --realtime took %.3f host seconds\n", seconds);
+    EXPECT_GT(seconds, 9.9);  // pacing never lets the machine run ahead of the clock
+
+    Result fast = RunProgram(machine.Options() + "--run-ms 10000 --bench");
+    std::printf("without it: %s", fast.out.c_str());
+    ASSERT_EQ(fast.out.rfind("speed: ", 0), 0u) << fast.out;
+    EXPECT_GT(std::stoul(fast.out.substr(7)), 1000u);
 }
 
 // Disks from the command line and from the settings file, as a user runs the program.
@@ -58,14 +215,14 @@ TEST(RunnerProgram, DisksAndSettings) {
     const std::string machine =
         "--roms " + FirmwareDirectory() + " --no-trace --settings " + settings;
 
-    EXPECT_EQ(RunProgram(machine + " --disk-a " + base + "-missing --run-ms 1"), 1);
+    EXPECT_EQ(RunProgram(machine + " --disk-a " + base + "-missing --run-ms 1").code, 1);
     EXPECT_FALSE(std::ifstream(settings).good()) << "a failed insert writes nothing";
-    EXPECT_EQ(RunProgram(machine + " --disk-a " + base + " --run-ms 1"), 0);  // .dsk added
+    EXPECT_EQ(RunProgram(machine + " --disk-a " + base + " --run-ms 1").code, 0);  // .dsk added
     EXPECT_EQ(PAL_GetProfileString("Settings", "DriveA", "", settings.c_str()), disk);
     // The next run finds the disk through the settings file.
-    std::string screen;
-    EXPECT_EQ(RunProgram(machine + " --autorun --until-text 'LINE 20' --screen-text", &screen), 0);
-    EXPECT_NE(screen.find("RUN\"HELLO\"\nDISK OK\nLINE 20"), std::string::npos) << screen;
+    Result screen = RunProgram(machine + " --autorun --until-text 'LINE 20' --screen-text");
+    EXPECT_EQ(screen.code, 0) << screen.err;
+    EXPECT_NE(screen.out.find("RUN\"HELLO\"\nDISK OK\nLINE 20"), std::string::npos) << screen.out;
     std::remove(disk.c_str());
     std::remove(settings.c_str());
 }

@@ -1,9 +1,13 @@
 // brallivane-run: the Amstrad CPC without windows, for tests, benchmarks and scripts.
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "common/host_services.h"
+#include "common/machine/emulation.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
 #include "platform/settings_path.h"
@@ -17,7 +21,7 @@ namespace {
 constexpr int EXIT_DONE = 0;
 constexpr int EXIT_BAD_USAGE = 1;
 constexpr int EXIT_NO_MACHINE = 2;
-constexpr int EXIT_TEXT_NOT_SEEN = 3;
+constexpr int EXIT_OUT_OF_TIME = 3;
 
 constexpr uint64_t MICROSECONDS_PER_MILLISECOND = 1000;
 
@@ -26,65 +30,126 @@ int Fail(const std::string& message, int code) {
     return code;
 }
 
+// Everything written to standard output so far has reached it.
+bool OutputWritten() {
+    return std::fflush(stdout) == 0 && !std::ferror(stdout);
+}
+
+int OutputFailed() {
+    return Fail(std::string("cannot write to standard output: ") + std::strerror(errno),
+                EXIT_BAD_USAGE);
+}
+
+void PrintStop(const RunnerMachine& machine) {
+    const char* message = Emul_StopMessage(machine.stopReason);
+    std::printf("stop: PC=%04X%s%s\n", machine.stopPC, message ? " " : "", message ? message : "");
+}
+
+// The console's bytes as printable text: the character column of the memory panel may
+// hold any byte.
+void PrintGrid(const std::vector<std::string>& rows) {
+    for (std::string row : rows) {
+        for (char& c : row)
+            if (c < ' ' || c > '~') c = '?';
+        row.erase(row.find_last_not_of(' ') + 1);
+        std::printf("%s\n", row.c_str());
+    }
+}
+
+// The end of a run action: a stop is told and is not a failure; running out of time is.
+int AfterRun(const RunnerMachine& machine, bool done, const std::string& timeoutMessage) {
+    if (done) return EXIT_DONE;
+    switch (machine.outcome) {
+        case RunnerOutcome::Stopped: PrintStop(machine); return EXIT_DONE;
+        case RunnerOutcome::KeysNotTaken:
+            return Fail("the keys were not taken in: the firmware does not read the keyboard",
+                        EXIT_OUT_OF_TIME);
+        default: return Fail(timeoutMessage, EXIT_OUT_OF_TIME);
+    }
+}
+
+int RunMonitor(RunnerMachine& machine, const std::string& line, bool script) {
+    std::vector<std::string> messages;
+    if (!Runner_Monitor(machine, line, &messages))
+        return Fail("the monitor did not answer \"" + line + "\"", EXIT_NO_MACHINE);
+    for (const std::string& message : messages) std::printf("monitor: %s\n", message.c_str());
+    for (const std::string& message : messages) {
+        if (script && message == "Script not found")
+            return Fail(
+                "--monitor-script: no file " + line.substr(5) + " (nor in ../Files/ or ../Test/)",
+                EXIT_BAD_USAGE);
+    }
+    return EXIT_DONE;
+}
+
 // Runs one action; returns an exit code, EXIT_DONE to go on.
 int RunAction(RunnerMachine& machine, const RunnerAction& action) {
+    const uint64_t limit = action.milliseconds * MICROSECONDS_PER_MILLISECOND;
     switch (action.kind) {
-        case RunnerActionKind::RunMs:
-            if (!Runner_Run(machine, action.milliseconds * MICROSECONDS_PER_MILLISECOND)) {
-                return Fail("the processor stopped advancing time", EXIT_NO_MACHINE);
-            }
-            return EXIT_DONE;
+        case RunnerActionKind::RunMs: return AfterRun(machine, Runner_Run(machine, limit), "");
         case RunnerActionKind::UntilText:
-            if (!Runner_RunUntilText(machine, action.text,
-                                     action.milliseconds * MICROSECONDS_PER_MILLISECOND)) {
-                if (machine.stalled)
-                    return Fail("the processor stopped advancing time", EXIT_NO_MACHINE);
-                return Fail("\"" + action.text + "\" was not on the screen within " +
-                                std::to_string(action.milliseconds) + " ms",
-                            EXIT_TEXT_NOT_SEEN);
+            return AfterRun(machine, Runner_RunUntilText(machine, action.text, limit),
+                            "\"" + action.text + "\" was not on the screen within " +
+                                std::to_string(action.milliseconds) + " ms");
+        case RunnerActionKind::UntilStop:
+            if (Runner_RunUntilStop(machine, limit)) {
+                PrintStop(machine);
+                return EXIT_DONE;
             }
-            return EXIT_DONE;
+            return AfterRun(
+                machine, false,
+                "the machine did not stop within " + std::to_string(action.milliseconds) + " ms");
         case RunnerActionKind::Type:
-            if (!Runner_Type(machine, action.strokes)) {
-                return Fail("the keys were not taken in (processor stalled)", EXIT_NO_MACHINE);
-            }
-            return EXIT_DONE;
+            return AfterRun(machine, Runner_Type(machine, action.strokes), "");
+        case RunnerActionKind::Monitor: return RunMonitor(machine, action.text, false);
+        case RunnerActionKind::MonitorScript:
+            return RunMonitor(machine, "PLAY " + action.text, true);
         case RunnerActionKind::Screenshot: {
             std::string error;
-            if (!Runner_WriteScreenshot(action.text.c_str(), machine.frameBuffer.data(),
-                                        PAL_GetPalette(), error)) {
+            if (!Runner_WriteScreenshot(action.text.c_str(), Runner_LastFrame(machine).data(),
+                                        PAL_GetPalette(), error))
                 return Fail(error, EXIT_BAD_USAGE);
-            }
             return EXIT_DONE;
         }
         case RunnerActionKind::Autorun: {
             std::string message;
-            switch (Runner_Autorun(machine, action.milliseconds * MICROSECONDS_PER_MILLISECOND,
-                                   message)) {
+            switch (Runner_Autorun(machine, limit, message)) {
                 case AutorunResult::Typed:
                     std::fprintf(stderr, "brallivane-run: autorun typed %s\n", message.c_str());
                     return EXIT_DONE;
                 case AutorunResult::BadDisk: return Fail(message, EXIT_BAD_USAGE);
-                case AutorunResult::ReadyNotSeen: return Fail(message, EXIT_TEXT_NOT_SEEN);
-                case AutorunResult::Stalled: return Fail(message, EXIT_NO_MACHINE);
+                case AutorunResult::RunEnded: return AfterRun(machine, false, message);
             }
             return EXIT_DONE;
         }
         case RunnerActionKind::ScreenText:
             for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
-            std::fflush(stdout);
+            return EXIT_DONE;
+        case RunnerActionKind::DumpMonitor:
+            PrintGrid(Runner_MonitorGrid(machine));
             return EXIT_DONE;
     }
     return EXIT_DONE;
 }
 
+bool WantsFrames(const RunnerOptions& options) {
+    for (const RunnerAction& action : options.actions)
+        if (action.kind == RunnerActionKind::Screenshot) return true;
+    return false;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A closed pipe then fails the write, which is reported, instead of ending the program.
+    std::signal(SIGPIPE, SIG_IGN);
+
     RunnerOptions options;
     std::string error;
     switch (Runner_ParseArguments(argc, argv, options, error)) {
-        case RunnerParseResult::Help: std::fputs(Runner_HelpText(), stdout); return EXIT_DONE;
+        case RunnerParseResult::Help:
+            std::fputs(Runner_HelpText(), stdout);
+            return OutputWritten() ? EXIT_DONE : OutputFailed();
         case RunnerParseResult::Error: return Fail(error, EXIT_BAD_USAGE);
         case RunnerParseResult::Run: break;
     }
@@ -93,6 +158,9 @@ int main(int argc, char** argv) {
 
     PAL_SetSettingsPath(options.settingsPath.c_str());
     RunnerMachine machine;
+    machine.keepGoing = options.keepGoing;
+    machine.realtime = options.realtime;
+    machine.keepFrames = WantsFrames(options);
     if (!Runner_StartMachine(machine, options.type, options.crtcType, options.romDirectory,
                              error)) {
         return Fail(error, EXIT_NO_MACHINE);
@@ -112,9 +180,11 @@ int main(int argc, char** argv) {
     }
 
     auto hostStart = std::chrono::steady_clock::now();
+    uint64_t emulatedStart = Runner_Elapsed(machine);
     int code = EXIT_DONE;
     for (const RunnerAction& action : options.actions) {
         code = RunAction(machine, action);
+        if (code == EXIT_DONE && !OutputWritten()) code = OutputFailed();
         if (code != EXIT_DONE) break;
     }
     auto hostMilliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -122,9 +192,10 @@ int main(int argc, char** argv) {
                                 .count();
 
     if (options.bench) {
-        uint64_t speed =
-            machine.elapsed / static_cast<uint64_t>(hostMilliseconds > 0 ? hostMilliseconds : 1);
+        uint64_t speed = (Runner_Elapsed(machine) - emulatedStart) /
+                         static_cast<uint64_t>(hostMilliseconds > 0 ? hostMilliseconds : 1);
         std::printf("speed: %llu\n", static_cast<unsigned long long>(speed));
+        if (!OutputWritten() && code == EXIT_DONE) code = OutputFailed();
     }
     Runner_ReportRepeatedStops(machine, stderr);
     Runner_ShutdownMachine(machine);

@@ -44,11 +44,11 @@ AutorunResult Runner_Autorun(RunnerMachine& machine, uint64_t timeoutMicrosecond
     }
     if (!Runner_RunUntilText(machine, "Ready", timeoutMicroseconds)) {
         message = "--autorun: \"Ready\" was not on the screen in time";
-        return machine.stalled ? AutorunResult::Stalled : AutorunResult::ReadyNotSeen;
+        return AutorunResult::RunEnded;
     }
     if (!Runner_Type(machine, strokes)) {
-        message = "--autorun: the keys were not taken in (processor stalled)";
-        return AutorunResult::Stalled;
+        message = "--autorun: the machine did not take " + command + " in";
+        return AutorunResult::RunEnded;
     }
     message = command;
     return AutorunResult::Typed;

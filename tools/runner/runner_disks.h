@@ -10,7 +10,8 @@
 // the drive and the reason when one cannot be loaded.
 bool Runner_InsertDisks(const RunnerOptions& options, std::string& error);
 
-enum class AutorunResult { Typed, BadDisk, ReadyNotSeen, Stalled };
+// RunEnded: a run action ended early, machine.outcome says why.
+enum class AutorunResult { Typed, BadDisk, RunEnded };
 
 // Runs until "Ready" shows (at most timeoutMicroseconds), then types the command that starts
 // the program on the disk in drive A. message is the command typed, or what went wrong.

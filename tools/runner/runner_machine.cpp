@@ -1,74 +1,81 @@
-// The run loop of the headless runner. It follows the emulation thread's loop without
-// the monitor: build, reset, set running, and step whole instructions. A stop reason is
-// reported and then cleared, since there is no monitor to stop into.
+// The runner thread's side: starting and stopping the emulation thread, releasing the
+// held machine for one run action and waiting until the slice hook holds it again, and
+// typing monitor commands into the in-memory console.
 #include "tools/runner/runner_machine.h"
 
+#include "common/host_console.h"
 #include "common/host_services.h"
 #include "common/machine/machine.h"
-#include "common/sound/psg.h"
+#include "common/monitor/monitor.h"
 #include "common/video/renderer.h"
+#include "platform/rom_files.h"
+#include "tools/runner/runner_driver.h"
 #include "tools/runner/screen_text.h"
 
 namespace {
 
-// A processor that does not advance time this many steps in a row is stuck.
-constexpr int MAX_STEPS_WITHOUT_TIME = 100000;
-// Distinct stop kinds kept; more are still counted in the last record's total.
-constexpr size_t MAX_STOP_KINDS = 64;
+// Host time the monitor may take to carry out a command line; it needs milliseconds.
+constexpr uint32_t MONITOR_ANSWER_LIMIT_MS = 120000;
+constexpr uint32_t HOLD_CHECK_MICROSECONDS = 100;
 
-// Key pacing: the firmware scans the keyboard once per frame (20 ms), so a key stays down
-// for two scans after the key feed has put it in the matrix, and up for two more.
-constexpr uint64_t KEY_HOLD_MICROSECONDS = 40000;
-constexpr uint64_t KEY_GAP_MICROSECONDS = 40000;
-constexpr uint64_t KEY_FEED_LIMIT_MICROSECONDS = 2000000;
-constexpr uint64_t SLICE_MICROSECONDS = 1000;
-// How often --until-text looks at the screen: once per frame.
-constexpr uint64_t TEXT_CHECK_MICROSECONDS = 20000;
-
-void RecordStop(RunnerMachine& machine) {
-    Z80_State& cpu = machine.processor;
-    uint8_t reason = cpu.stopReason;
-    uint16_t pc = cpu.startPC;
-    cpu.stopReason = Z80_STOP_NONE;
-    cpu.running = 1;
-
-    for (RunnerStop& stop : machine.stops) {
-        if (stop.reason == reason && stop.pc == pc) {
-            ++stop.count;
-            return;
-        }
-    }
-    if (machine.stops.size() >= MAX_STOP_KINDS) {
-        ++machine.stops.back().count;
-        return;
-    }
-    machine.stops.push_back({reason, pc, 1});
-    if (machine.stopLog) {
-        std::fprintf(machine.stopLog, "stop: reason %u at PC=%04X (%s) at %llu us\n", reason, pc,
-                     Runner_StopMessage(reason), static_cast<unsigned long long>(machine.elapsed));
-    }
+// Waits until the run loop has seen the pause request: from then on no instruction runs
+// and what the emulation thread wrote before can be read here.
+void WaitUntilHeld(RunnerMachine& machine) {
+    while (!machine.control.paused.load(std::memory_order_acquire))
+        PAL_SleepMicroseconds(HOLD_CHECK_MICROSECONDS);
 }
 
-bool RunUntilKeysFed(RunnerMachine& machine) {
-    uint64_t waited = 0;
-    while (!PSG_KeyQueueEmpty() && waited < KEY_FEED_LIMIT_MICROSECONDS) {
-        if (!Runner_Run(machine, SLICE_MICROSECONDS)) return false;
-        waited += SLICE_MICROSECONDS;
+// A held machine that is stopped needs no pause, since no instruction runs; without it
+// the monitor answers faster, as the run loop then polls it without yielding.
+void Settle(RunnerMachine& machine) {
+    if (!g_Machine.processor->running)
+        machine.control.pauseRequest.store(0, std::memory_order_release);
+}
+
+void InstallHooks(RunnerMachine* machine) {
+    RunnerDriver& d = g_RunnerDriver;
+    {
+        std::lock_guard<std::mutex> lock(d.mutex);
+        d.machine = machine;
+        d.finished = true;
+        d.lastFrame.assign(PAL_FRAME_BUFFER_SIZE, PAL_BLACK);
+        d.messages.clear();
+        d.sliceListeners.clear();
     }
-    return PSG_KeyQueueEmpty();
+    PAL_SetConsole(machine ? machine->console.Operations() : nullptr);
+    Dbg_SetMessageObserver(machine ? Runner_OnMessage : nullptr);
+    Emul_SetSliceHook(machine ? Runner_OnSlice : nullptr);
+    PAL_SetRepaintHandler(machine ? Runner_OnFrame : nullptr);
+}
+
+// Lets the held machine run toward the goal; returns the run's outcome once the slice
+// hook holds the machine again. A stopped machine is set running with F5.
+RunnerOutcome RunToward(RunnerMachine& machine, RunnerGoal goal, uint64_t limit,
+                        const std::string& text = {}, const std::vector<KeyStroke>& strokes = {}) {
+    RunnerDriver& d = g_RunnerDriver;
+    {
+        std::lock_guard<std::mutex> lock(d.mutex);
+        d.goal = goal;
+        d.deadline = g_Machine.deviceTime + limit;
+        d.text = text;
+        d.textSeen = false;
+        d.typing = RunnerTyping{strokes};
+        d.finished = false;
+        d.pendingStop = false;
+    }
+    bool stopped = g_Machine.processor->running == 0;
+    machine.control.pauseRequest.store(0, std::memory_order_release);
+    if (stopped) machine.console.PushKeys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5});
+    {
+        std::unique_lock<std::mutex> lock(d.mutex);
+        d.finishedChanged.wait(lock, [&d] { return d.finished; });
+    }
+    WaitUntilHeld(machine);
+    Settle(machine);
+    return machine.outcome;
 }
 
 }  // namespace
-
-const char* Runner_StopMessage(uint8_t reason) {
-    switch (reason) {
-        case Z80_STOP_BREAKPOINT: return "BP reached.";
-        case Z80_STOP_UNKNOWN_INSTRUCTION: return "Unknown instruction found.";
-        case Z80_STOP_UNSUPPORTED_PORT: return "Out made on an unknown port.";
-        case Z80_STOP_INVALID_PREFIX: return "Invalid Prefix. Check previous instruction.";
-        default: return "";
-    }
-}
 
 bool Runner_StartMachine(RunnerMachine& machine, uint8_t type, uint8_t crtcType,
                          const std::string& romDirectory, std::string& error) {
@@ -77,76 +84,131 @@ bool Runner_StartMachine(RunnerMachine& machine, uint8_t type, uint8_t crtcType,
     machine.frameBuffer.assign(PAL_FRAME_BUFFER_SIZE, PAL_BLACK);
     PAL_SetFrameBuffer(machine.frameBuffer.data());
     PAL_SetRomDirectory(romDirectory.c_str());
+    InstallHooks(&machine);
+    Dbg_ResetMonitor();  // each machine of this process gets a fresh monitor and console
 
-    CPC_Machine* cpc = CPC_Init(type, crtcType);
-    if (cpc == nullptr) {
+    EmulControl& control = machine.control;
+    control.Type = type;
+    control.crtcType = crtcType;
+    control.actualSpeed.store(machine.realtime ? 1 : 0);
+    control.resetRequest.store(0);
+    control.stopRequest.store(0);
+    control.pauseRequest.store(1);  // held from the start
+    control.ended.store(0);
+    control.paused.store(0);
+    control.startedEvent = &machine.startedEvent;
+    control.stoppedEvent = &machine.stoppedEvent;
+    PAL_ResetEvent(&machine.startedEvent);
+    PAL_ResetEvent(&machine.stoppedEvent);
+    machine.stops.clear();
+
+    machine.thread = std::thread(Emul_ThreadMain, &control);
+    PAL_WaitEvent(&machine.startedEvent);
+    if (control.ended.load(std::memory_order_acquire)) {
+        PAL_WaitEvent(&machine.stoppedEvent);
+        machine.thread.join();
+        InstallHooks(nullptr);
         PAL_SetFrameBuffer(nullptr);
-        error =
-            "the machine could not start: a ROM file is missing or too short in " + romDirectory;
+        std::string problem = PAL_DescribeRomProblem(type);
+        error = "the machine could not start: " +
+                (problem.empty()
+                     ? "no memory for it, or a ROM file in " + romDirectory + " could not be read"
+                     : problem);
         return false;
     }
-    machine.processor = Z80_State{};
-    Z80_Init(&machine.processor, cpc);
-    Z80_Reset(&machine.processor);
-    machine.processor.running = 1;  // as if the monitor's run command had been given
-    machine.elapsed = 0;
-    machine.stalled = false;
-    machine.stops.clear();
+    WaitUntilHeld(machine);
+    Settle(machine);
     machine.started = true;
     return true;
 }
 
 void Runner_ShutdownMachine(RunnerMachine& machine) {
     if (!machine.started) return;
-    CPC_Shutdown(&g_Machine);
+    machine.control.stopRequest.store(1, std::memory_order_release);
+    PAL_WaitEvent(&machine.stoppedEvent);
+    machine.thread.join();
+    InstallHooks(nullptr);
     PAL_SetFrameBuffer(nullptr);
     machine.started = false;
 }
 
 bool Runner_Run(RunnerMachine& machine, uint64_t microseconds) {
-    if (!machine.started || machine.stalled) return false;
-    Z80_State& cpu = machine.processor;
-    uint64_t end = machine.elapsed + microseconds;
-    int stepsWithoutTime = 0;
-    while (machine.elapsed < end) {
-        uint32_t before = cpu.time;
-        Z80_StepInstruction(&cpu);
-        uint32_t spent = cpu.time - before;  // the counter wraps; the difference does not
-        machine.elapsed += spent;
-        if (cpu.stopReason != Z80_STOP_NONE) RecordStop(machine);
-        if (spent != 0) {
-            stepsWithoutTime = 0;
-        } else if (++stepsWithoutTime >= MAX_STEPS_WITHOUT_TIME) {
-            machine.stalled = true;
-            return false;
-        }
-    }
-    return true;
+    if (microseconds == 0) return true;
+    return RunToward(machine, RunnerGoal::Time, microseconds) == RunnerOutcome::Done;
 }
 
 bool Runner_RunUntilText(RunnerMachine& machine, const std::string& text,
                          uint64_t timeoutMicroseconds) {
-    uint64_t waited = 0;
-    while (true) {
-        if (Runner_ScreenShows(Runner_ScreenText(), text)) return true;
-        if (waited >= timeoutMicroseconds) return false;
-        uint64_t slice = timeoutMicroseconds - waited;
-        if (slice > TEXT_CHECK_MICROSECONDS) slice = TEXT_CHECK_MICROSECONDS;
-        if (!Runner_Run(machine, slice)) return false;
-        waited += slice;
+    machine.outcome = RunnerOutcome::Done;
+    if (Runner_ScreenShows(Runner_ScreenText(), text)) return true;
+    if (timeoutMicroseconds == 0) {
+        machine.outcome = RunnerOutcome::TimedOut;
+        return false;
     }
+    return RunToward(machine, RunnerGoal::Text, timeoutMicroseconds, text) == RunnerOutcome::Done;
+}
+
+bool Runner_RunUntilStop(RunnerMachine& machine, uint64_t timeoutMicroseconds) {
+    {
+        // The machine already stopped after a monitor command had set it running.
+        std::lock_guard<std::mutex> lock(g_RunnerDriver.mutex);
+        if (g_RunnerDriver.pendingStop) {
+            g_RunnerDriver.pendingStop = false;
+            machine.outcome = RunnerOutcome::Stopped;
+            return true;
+        }
+    }
+    return RunToward(machine, RunnerGoal::Stop, timeoutMicroseconds) == RunnerOutcome::Stopped;
 }
 
 bool Runner_Type(RunnerMachine& machine, const std::vector<KeyStroke>& strokes) {
-    for (const KeyStroke& stroke : strokes) {
-        if (stroke.shifted) PSG_KeyEvent(PSG_KEY_SHIFT, 1);
-        PSG_KeyEvent(stroke.code, 1);
-        if (!RunUntilKeysFed(machine) || !Runner_Run(machine, KEY_HOLD_MICROSECONDS)) return false;
-        PSG_KeyEvent(stroke.code, 0);
-        if (stroke.shifted) PSG_KeyEvent(PSG_KEY_SHIFT, 0);
-        if (!RunUntilKeysFed(machine) || !Runner_Run(machine, KEY_GAP_MICROSECONDS)) return false;
-    }
+    machine.outcome = RunnerOutcome::Done;
+    if (strokes.empty()) return true;
+    return RunToward(machine, RunnerGoal::Type, 0, {}, strokes) == RunnerOutcome::Done;
+}
+
+bool Runner_Keys(RunnerMachine& machine, const std::vector<uint8_t>& keys) {
+    machine.console.PushKeys(keys);
+    if (!machine.console.WaitUntilIdle(MONITOR_ANSWER_LIMIT_MS)) return false;
+    // A key that set the machine running had it held at the end of a slice.
+    if (machine.control.pauseRequest.load(std::memory_order_acquire)) WaitUntilHeld(machine);
+    Settle(machine);
     return true;
+}
+
+bool Runner_Monitor(RunnerMachine& machine, const std::string& line,
+                    std::vector<std::string>* messages) {
+    RunnerDriver& d = g_RunnerDriver;
+    {
+        std::lock_guard<std::mutex> lock(d.mutex);
+        d.messages.clear();
+    }
+    std::vector<uint8_t> keys(line.begin(), line.end());
+    keys.push_back(PAL_KEY_ENTER);
+    bool answered = Runner_Keys(machine, keys);
+    std::lock_guard<std::mutex> lock(d.mutex);
+    if (messages) *messages = d.messages;
+    d.messages.clear();
+    return answered;
+}
+
+std::vector<std::string> Runner_MonitorGrid(RunnerMachine& machine) {
+    machine.console.WaitUntilIdle(MONITOR_ANSWER_LIMIT_MS);
+    return machine.console.Rows();
+}
+
+uint64_t Runner_Elapsed(const RunnerMachine&) {
+    return g_Machine.deviceTime;
+}
+
+const std::vector<uint8_t>& Runner_LastFrame(const RunnerMachine&) {
+    return g_RunnerDriver.lastFrame;
+}
+
+void Runner_AddSliceListener(void (*listener)(uint32_t microseconds)) {
+    RunnerDriver& d = g_RunnerDriver;
+    std::lock_guard<std::mutex> lock(d.mutex);
+    if (listener) d.sliceListeners.push_back(listener);
 }
 
 std::vector<std::string> Runner_ScreenText() {

@@ -1,5 +1,6 @@
 // Argument parsing of brallivane-run. Every option is checked before the machine starts,
-// so bad usage never leaves half of the actions done.
+// so bad usage never leaves half of the actions done. Options live in one table: a new
+// option is one row and, when it needs one, one small function.
 #include "tools/runner/runner_options.h"
 
 #include <cerrno>
@@ -11,17 +12,23 @@
 
 namespace {
 
-constexpr uint64_t DEFAULT_TIMEOUT_MS = 30000;
 // Long enough for anything sensible, small enough that microseconds never overflow.
 constexpr uint64_t MAX_MILLISECONDS = 1000ull * 1000 * 1000 * 1000;
+// The monitor's input line holds this many characters, from space to '}'.
+constexpr size_t MONITOR_LINE_CHARS = 54;
+constexpr char MONITOR_FIRST_KEY = ' ';
+constexpr char MONITOR_LAST_KEY = '}';
+constexpr const char* PLAY_COMMAND = "PLAY ";
 
 const char* const HELP_TEXT =
     "Usage: brallivane-run [machine options] [actions]\n"
     "\n"
-    "Runs an Amstrad CPC without windows. The machine starts running at once; the\n"
-    "actions then run in the order given.\n"
+    "Runs an Amstrad CPC without windows, on the same emulation thread and monitor as the\n"
+    "desktop program, with the monitor's console kept in memory. The machine starts\n"
+    "stopped at address 0; the actions then run in the order given, and the first one that\n"
+    "needs time sets the machine running, as F5 in the monitor does.\n"
     "\n"
-    "Machine options:\n"
+    "Machine options (before the actions):\n"
     "  --model 464|464fdi|664|6128  machine (default 6128)\n"
     "  --crtc 0|1                   CRTC type (default 1)\n"
     "  --roms DIR                   folder holding CPC464.rom, CPC664.rom, CPC6128.rom\n"
@@ -33,8 +40,14 @@ const char* const HELP_TEXT =
     "  --settings FILE              settings file (created when missing): the disks it\n"
     "                               names are loaded at start, and a disk given here is\n"
     "                               written to it; without it no settings are used\n"
-    "  --timeout-ms N               time limit of the --until-text and --autorun actions\n"
-    "                               that follow (emulated milliseconds, default 30000)\n"
+    "  --realtime                   pace the machine to real time (actual speed on)\n"
+    "  --keep-going                 count stops of the machine (breakpoints, unsupported\n"
+    "                               ports and instructions), report them on standard\n"
+    "                               error and run on, instead of stopping into the monitor\n"
+    "\n"
+    "Settings (anywhere):\n"
+    "  --timeout-ms N               time limit of the waiting actions that follow\n"
+    "                               (emulated milliseconds, default 30000)\n"
     "  --bench                      at the end, print \"speed: N\": emulated microseconds\n"
     "                               per host millisecond over all the actions\n"
     "  --no-trace                   write no trace records (otherwise the trace library\n"
@@ -44,13 +57,18 @@ const char* const HELP_TEXT =
     "Actions:\n"
     "  --run-ms N                   run N emulated milliseconds\n"
     "  --until-text TEXT            run until TEXT is on the screen\n"
+    "  --until-stop                 run until the machine stops (a breakpoint, the end of\n"
+    "                               a step over or run to, a stop reason)\n"
     "  --type TEXT                  type TEXT on the CPC keyboard, one key after the\n"
     "                               other; upper-case letters are typed with SHIFT.\n"
     "                               Escapes: \\n RETURN, \\e ESC, \\t TAB, \\b DEL,\n"
     "                               \\\\ a backslash, and \\{NAME} for the keys RETURN,\n"
     "                               ENTER, ESC, TAB, DEL, CLR, COPY, SPACE, UP, DOWN,\n"
     "                               LEFT, RIGHT and F0 to F9\n"
-    "  --screenshot FILE.png        write the frame buffer as a 768 x 540 PNG\n"
+    "  --monitor \"CMD\"              type one command line into the monitor and print\n"
+    "                               its messages (\"monitor: ...\")\n"
+    "  --monitor-script FILE        run a monitor script (PLAY FILE) to its end\n"
+    "  --screenshot FILE.png        write the last complete frame as a 768 x 540 PNG\n"
     "  --screen-text                print the text on the CPC screen, one line per\n"
     "                               character row (modes 0, 1 and 2)\n"
     "  --autorun                    wait for Ready, then type the command that starts\n"
@@ -64,36 +82,223 @@ const char* const HELP_TEXT =
     "                               is BASIC or binary by its AMSDOS header; a file\n"
     "                               without one is ASCII BASIC when named .BAS or\n"
     "                               without extension, else not a program\n"
+    "  --dump-monitor               print the monitor's 75 x 41 console (a byte that is\n"
+    "                               not printable ASCII shows as '?')\n"
     "\n"
-    "Stops of the emulated machine (unsupported ports and instructions) are reported on\n"
-    "standard error; the machine keeps running.\n"
+    "When the machine stops into the monitor, the running action ends and the runner\n"
+    "prints \"stop: PC=XXXX\" with the monitor's message; the following actions work on\n"
+    "the stopped machine, and the next one that needs time sets it running again. A\n"
+    "monitor command that sets the machine running (RT) lets it run to the end of a slice\n"
+    "of 2 ms, where it is held; --until-stop then waits for its stop, or reports it.\n"
+    "Between actions the machine is held, so results never depend on the host's speed.\n"
     "\n"
-    "Exit codes: 0 done, 1 bad usage or input (a disk image that cannot be loaded),\n"
-    "2 the machine could not start (for example a ROM file is missing), 3 a text was\n"
-    "not seen in time.\n";
+    "Exit codes: 0 done, 1 bad usage or input (a disk image that cannot be loaded, or\n"
+    "standard output that cannot be written), 2 the machine could not start (for example a ROM file is missing), 3 a\n"
+    "wait ran out of time (a text not seen, no stop, keys not taken in).\n";
 
-bool ParseModel(const std::string& value, uint8_t& type) {
-    if (value == "464")
-        type = CPC_MODEL_464;
-    else if (value == "464fdi")
-        type = CPC_MODEL_464_FDI;
-    else if (value == "664")
-        type = CPC_MODEL_664;
-    else if (value == "6128")
-        type = CPC_MODEL_6128;
-    else
+enum class OptionRole {
+    Machine,  // configures the machine: only before the first action
+    Setting,  // anywhere
+    Action,
+};
+
+struct OptionRow {
+    const char* name;
+    OptionRole role;
+    bool takesValue;
+    // Applies the option; false with error set. value is empty for a flag.
+    bool (*apply)(RunnerOptions& options, const std::string& value, std::string& error);
+};
+
+bool ParseMilliseconds(const std::string& option, const std::string& value, uint64_t& result,
+                       std::string& error) {
+    if (!value.empty() && value[0] >= '0' && value[0] <= '9') {
+        errno = 0;
+        char* end = nullptr;
+        unsigned long long parsed = std::strtoull(value.c_str(), &end, 10);
+        if (errno == 0 && *end == '\0' && parsed <= MAX_MILLISECONDS) {
+            result = parsed;
+            return true;
+        }
+    }
+    error = option + " needs a number of milliseconds, not '" + value + "'";
+    return false;
+}
+
+bool NonEmpty(const char* option, const std::string& value, const char* what, std::string& error) {
+    if (!value.empty()) return true;
+    error = std::string(option) + " needs " + what;
+    return false;
+}
+
+// A line the monitor's input takes as typed: printable keys, at most one line's width.
+bool MonitorLine(const char* option, const std::string& line, std::string& error) {
+    if (!NonEmpty(option, line, "a command line", error)) return false;
+    if (line.size() > MONITOR_LINE_CHARS) {
+        error = std::string(option) + ": the monitor's input line holds at most " +
+                std::to_string(MONITOR_LINE_CHARS) + " characters";
         return false;
+    }
+    for (char c : line) {
+        if (c < MONITOR_FIRST_KEY || c > MONITOR_LAST_KEY) {
+            error = std::string(option) + ": the monitor has no key for '" + std::string(1, c) +
+                    "' (it takes the characters from space to '}')";
+            return false;
+        }
+    }
     return true;
 }
 
-bool ParseMilliseconds(const std::string& value, uint64_t& result) {
-    if (value.empty() || value[0] < '0' || value[0] > '9') return false;
-    errno = 0;
-    char* end = nullptr;
-    unsigned long long parsed = std::strtoull(value.c_str(), &end, 10);
-    if (errno != 0 || *end != '\0' || parsed > MAX_MILLISECONDS) return false;
-    result = parsed;
+void AddAction(RunnerOptions& o, RunnerActionKind kind, uint64_t milliseconds = 0,
+               std::string text = {}, std::vector<KeyStroke> strokes = {}) {
+    o.actions.push_back({kind, milliseconds, std::move(text), std::move(strokes)});
+}
+
+bool ApplyModel(RunnerOptions& o, const std::string& value, std::string& error) {
+    const std::pair<const char*, uint8_t> models[] = {{"464", CPC_MODEL_464},
+                                                      {"464fdi", CPC_MODEL_464_FDI},
+                                                      {"664", CPC_MODEL_664},
+                                                      {"6128", CPC_MODEL_6128}};
+    for (auto [name, type] : models) {
+        if (value == name) {
+            o.type = type;
+            return true;
+        }
+    }
+    error = "--model must be 464, 464fdi, 664 or 6128, not '" + value + "'";
+    return false;
+}
+
+bool ApplyCrtc(RunnerOptions& o, const std::string& value, std::string& error) {
+    if (value != "0" && value != "1") {
+        error = "--crtc must be 0 or 1, not '" + value + "'";
+        return false;
+    }
+    o.crtcType = static_cast<uint8_t>(value[0] - '0');
     return true;
+}
+
+bool ApplyRoms(RunnerOptions& o, const std::string& value, std::string& error) {
+    if (!NonEmpty("--roms", value, "a folder", error)) return false;
+    o.romDirectory = value.back() == '/' ? value : value + '/';
+    return true;
+}
+
+bool ApplyDisk(RunnerOptions& o, int drive, const std::string& value, std::string& error) {
+    if (!NonEmpty(drive == 0 ? "--disk-a" : "--disk-b", value, "a file name", error)) return false;
+    o.disks[drive] = value;
+    return true;
+}
+
+bool ApplySettings(RunnerOptions& o, const std::string& value, std::string& error) {
+    if (!NonEmpty("--settings", value, "a file name", error)) return false;
+    std::error_code ignored;
+    if (std::filesystem::exists(value, ignored) &&
+        !std::filesystem::is_regular_file(value, ignored)) {
+        error = "--settings: '" + value + "' is not a file";
+        return false;
+    }
+    o.settingsPath = value;
+    return true;
+}
+
+const OptionRow OPTIONS[] = {
+    {"--model", OptionRole::Machine, true, ApplyModel},
+    {"--crtc", OptionRole::Machine, true, ApplyCrtc},
+    {"--roms", OptionRole::Machine, true, ApplyRoms},
+    {"--disk-a", OptionRole::Machine, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) { return ApplyDisk(o, 0, v, e); }},
+    {"--disk-b", OptionRole::Machine, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) { return ApplyDisk(o, 1, v, e); }},
+    {"--settings", OptionRole::Machine, true, ApplySettings},
+    {"--realtime", OptionRole::Machine, false,
+     [](RunnerOptions& o, const std::string&, std::string&) { return o.realtime = true; }},
+    {"--keep-going", OptionRole::Machine, false,
+     [](RunnerOptions& o, const std::string&, std::string&) { return o.keepGoing = true; }},
+
+    {"--timeout-ms", OptionRole::Setting, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         return ParseMilliseconds("--timeout-ms", v, o.timeoutMs, e);
+     }},
+    {"--bench", OptionRole::Setting, false,
+     [](RunnerOptions& o, const std::string&, std::string&) { return o.bench = true; }},
+    {"--no-trace", OptionRole::Setting, false,
+     [](RunnerOptions& o, const std::string&, std::string&) {
+         o.trace = false;
+         return true;
+     }},
+
+    {"--run-ms", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         uint64_t milliseconds = 0;
+         if (!ParseMilliseconds("--run-ms", v, milliseconds, e)) return false;
+         AddAction(o, RunnerActionKind::RunMs, milliseconds);
+         return true;
+     }},
+    {"--until-text", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!NonEmpty("--until-text", v, "a non-empty text", e)) return false;
+         AddAction(o, RunnerActionKind::UntilText, o.timeoutMs, v);
+         return true;
+     }},
+    {"--until-stop", OptionRole::Action, false,
+     [](RunnerOptions& o, const std::string&, std::string&) {
+         AddAction(o, RunnerActionKind::UntilStop, o.timeoutMs);
+         return true;
+     }},
+    {"--type", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         std::vector<KeyStroke> strokes;
+         std::string keyError;
+         if (!Runner_ParseTypedText(v, strokes, keyError)) {
+             e = "--type: " + keyError;
+             return false;
+         }
+         AddAction(o, RunnerActionKind::Type, 0, v, std::move(strokes));
+         return true;
+     }},
+    {"--monitor", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!MonitorLine("--monitor", v, e)) return false;
+         AddAction(o, RunnerActionKind::Monitor, 0, v);
+         return true;
+     }},
+    {"--monitor-script", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         // Played by the monitor's PLAY, so the name must fit its input line.
+         if (!NonEmpty("--monitor-script", v, "a file name", e) ||
+             !MonitorLine("--monitor-script", PLAY_COMMAND + v, e))
+             return false;
+         AddAction(o, RunnerActionKind::MonitorScript, 0, v);
+         return true;
+     }},
+    {"--screenshot", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!NonEmpty("--screenshot", v, "a file name", e)) return false;
+         AddAction(o, RunnerActionKind::Screenshot, 0, v);
+         return true;
+     }},
+    {"--screen-text", OptionRole::Action, false,
+     [](RunnerOptions& o, const std::string&, std::string&) {
+         AddAction(o, RunnerActionKind::ScreenText);
+         return true;
+     }},
+    {"--autorun", OptionRole::Action, false,
+     [](RunnerOptions& o, const std::string&, std::string&) {
+         AddAction(o, RunnerActionKind::Autorun, o.timeoutMs);
+         return true;
+     }},
+    {"--dump-monitor", OptionRole::Action, false,
+     [](RunnerOptions& o, const std::string&, std::string&) {
+         AddAction(o, RunnerActionKind::DumpMonitor);
+         return true;
+     }},
+};
+
+const OptionRow* FindOption(const std::string& name) {
+    for (const OptionRow& row : OPTIONS)
+        if (name == row.name) return &row;
+    return nullptr;
 }
 
 }  // namespace
@@ -104,108 +309,27 @@ const char* Runner_HelpText() {
 
 RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, RunnerOptions& options,
                                         std::string& error) {
-    uint64_t timeoutMs = DEFAULT_TIMEOUT_MS;
     for (int i = 1; i < argc; ++i) {
-        std::string option = argv[i];
-        if (option == "--help" || option == "-h") return RunnerParseResult::Help;
-        if (option == "--bench") {
-            options.bench = true;
-            continue;
-        }
-        if (option == "--no-trace") {
-            options.trace = false;
-            continue;
-        }
-        if (option == "--screen-text") {
-            options.actions.push_back({RunnerActionKind::ScreenText, 0, {}, {}});
-            continue;
-        }
-        if (option == "--autorun") {
-            options.actions.push_back({RunnerActionKind::Autorun, timeoutMs, {}, {}});
-            continue;
-        }
-
-        bool takesValue = option == "--model" || option == "--crtc" || option == "--roms" ||
-                          option == "--timeout-ms" || option == "--run-ms" ||
-                          option == "--until-text" || option == "--type" ||
-                          option == "--screenshot" || option == "--disk-a" ||
-                          option == "--disk-b" || option == "--settings";
-        if (!takesValue) {
-            error = "unknown option '" + option + "' (see --help)";
+        std::string name = argv[i];
+        if (name == "--help" || name == "-h") return RunnerParseResult::Help;
+        const OptionRow* row = FindOption(name);
+        if (!row) {
+            error = "unknown option '" + name + "' (see --help)";
             return RunnerParseResult::Error;
         }
-        if (i + 1 >= argc) {
-            error = option + " needs a value";
+        if (row->role == OptionRole::Machine && !options.actions.empty()) {
+            error = name + " is a machine option: give it before the first action";
             return RunnerParseResult::Error;
         }
-        std::string value = argv[++i];
-
-        if (option == "--model") {
-            if (!ParseModel(value, options.type)) {
-                error = "--model must be 464, 464fdi, 664 or 6128, not '" + value + "'";
+        std::string value;
+        if (row->takesValue) {
+            if (i + 1 >= argc) {
+                error = name + " needs a value";
                 return RunnerParseResult::Error;
             }
-        } else if (option == "--crtc") {
-            if (value != "0" && value != "1") {
-                error = "--crtc must be 0 or 1, not '" + value + "'";
-                return RunnerParseResult::Error;
-            }
-            options.crtcType = static_cast<uint8_t>(value[0] - '0');
-        } else if (option == "--roms") {
-            if (value.empty()) {
-                error = "--roms needs a folder";
-                return RunnerParseResult::Error;
-            }
-            if (value.back() != '/') value += '/';
-            options.romDirectory = value;
-        } else if (option == "--timeout-ms") {
-            if (!ParseMilliseconds(value, timeoutMs)) {
-                error = "--timeout-ms needs a number of milliseconds, not '" + value + "'";
-                return RunnerParseResult::Error;
-            }
-        } else if (option == "--run-ms") {
-            uint64_t milliseconds = 0;
-            if (!ParseMilliseconds(value, milliseconds)) {
-                error = "--run-ms needs a number of milliseconds, not '" + value + "'";
-                return RunnerParseResult::Error;
-            }
-            options.actions.push_back({RunnerActionKind::RunMs, milliseconds, {}, {}});
-        } else if (option == "--until-text") {
-            if (value.empty()) {
-                error = "--until-text needs a non-empty text";
-                return RunnerParseResult::Error;
-            }
-            options.actions.push_back({RunnerActionKind::UntilText, timeoutMs, value, {}});
-        } else if (option == "--type") {
-            std::vector<KeyStroke> strokes;
-            std::string keyError;
-            if (!Runner_ParseTypedText(value, strokes, keyError)) {
-                error = "--type: " + keyError;
-                return RunnerParseResult::Error;
-            }
-            options.actions.push_back({RunnerActionKind::Type, 0, value, std::move(strokes)});
-        } else if (option == "--disk-a" || option == "--disk-b" || option == "--settings") {
-            if (value.empty()) {
-                error = option + " needs a file name";
-                return RunnerParseResult::Error;
-            }
-            std::error_code ignored;
-            if (option == "--settings" && std::filesystem::exists(value, ignored) &&
-                !std::filesystem::is_regular_file(value, ignored)) {
-                error = "--settings: '" + value + "' is not a file";
-                return RunnerParseResult::Error;
-            }
-            if (option == "--settings")
-                options.settingsPath = value;
-            else
-                options.disks[option == "--disk-a" ? 0 : 1] = value;
-        } else if (option == "--screenshot") {
-            if (value.empty()) {
-                error = "--screenshot needs a file name";
-                return RunnerParseResult::Error;
-            }
-            options.actions.push_back({RunnerActionKind::Screenshot, 0, value, {}});
+            value = argv[++i];
         }
+        if (!row->apply(options, value, error)) return RunnerParseResult::Error;
     }
     return RunnerParseResult::Run;
 }

@@ -6,23 +6,39 @@
 
 #include "tools/runner/key_script.h"
 
-enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText, Autorun };
+enum class RunnerActionKind {
+    RunMs,
+    UntilText,
+    UntilStop,
+    Type,
+    Monitor,
+    MonitorScript,
+    Screenshot,
+    ScreenText,
+    DumpMonitor,
+    Autorun,
+};
 
 struct RunnerAction {
     RunnerActionKind kind;
-    uint64_t milliseconds;           // RunMs: time to run; UntilText, Autorun: time limit
-    std::string text;                // UntilText, Type: the text; Screenshot: the file name
+    uint64_t milliseconds;           // RunMs: time to run; UntilText, UntilStop, Autorun: limit
+    std::string text;                // the option's value: text, command, file name
     std::vector<KeyStroke> strokes;  // Type: the text as key strokes
 };
 
 struct RunnerOptions {
+    // Machine options.
     uint8_t type = 0xC2;  // configuration byte of the machine (6128)
     uint8_t crtcType = 1;
     std::string romDirectory = "../ROM/";
-    bool bench = false;
-    bool trace = true;         // trace records go to the trace library when it is present
+    bool realtime = false;
+    bool keepGoing = false;
     std::string disks[2];      // --disk-a, --disk-b: names for the drive slots, empty for none
     std::string settingsPath;  // --settings: empty for no settings file
+    // Settings that may stand anywhere.
+    bool bench = false;
+    bool trace = true;           // trace records go to the trace library when it is present
+    uint64_t timeoutMs = 30000;  // limit of the waiting actions that follow
     std::vector<RunnerAction> actions;
 };
 

@@ -21,30 +21,37 @@ RunnerParseResult Parse(std::vector<const char*> args, RunnerOptions& options) {
 
 TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     RunnerOptions options;
-    ASSERT_EQ(
-        Parse({"--model",      "464fdi",     "--crtc",       "0",     "--roms",       "/x/roms",
-               "--bench",      "--no-trace", "--until-text", "Ready", "--timeout-ms", "500",
-               "--type",       "run\\n",     "--until-text", "Bye",   "--run-ms",     "20",
-               "--screenshot", "a.png",      "--screen-text"},
-              options),
-        RunnerParseResult::Run);
+    ASSERT_EQ(Parse({"--model",       "464fdi",     "--crtc",           "0",
+                     "--roms",        "/x/roms",    "--realtime",       "--keep-going",
+                     "--bench",       "--no-trace", "--until-text",     "Ready",
+                     "--timeout-ms",  "500",        "--type",           "run\\n",
+                     "--until-text",  "Bye",        "--run-ms",         "20",
+                     "--screenshot",  "a.png",      "--screen-text",    "--until-stop",
+                     "--monitor",     "BR 0038",    "--monitor-script", "s.txt",
+                     "--dump-monitor"},
+                    options),
+              RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
     EXPECT_EQ(options.crtcType, 0);
     EXPECT_EQ(options.romDirectory, "/x/roms/");
     EXPECT_TRUE(options.bench);
     EXPECT_FALSE(options.trace);
+    EXPECT_TRUE(options.realtime);
+    EXPECT_TRUE(options.keepGoing);
     // Kind, time (limits for UntilText: 30 s until --timeout-ms changes it), text.
     using K = RunnerActionKind;
     const std::vector<std::tuple<K, uint64_t, std::string>> expected = {
         {K::UntilText, 30000, "Ready"}, {K::Type, 0, "run\\n"},
         {K::UntilText, 500, "Bye"},     {K::RunMs, 20, ""},
-        {K::Screenshot, 0, "a.png"},    {K::ScreenText, 0, ""}};
+        {K::Screenshot, 0, "a.png"},    {K::ScreenText, 0, ""},
+        {K::UntilStop, 500, ""},        {K::Monitor, 0, "BR 0038"},
+        {K::MonitorScript, 0, "s.txt"}, {K::DumpMonitor, 0, ""}};
     ASSERT_EQ(options.actions.size(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         auto [kind, ms, text] = expected[i];
         EXPECT_EQ(options.actions[i].kind, kind) << i;
         EXPECT_EQ(options.actions[i].text, text) << i;
-        if (kind == K::UntilText || kind == K::RunMs) {
+        if (kind == K::UntilText || kind == K::RunMs || kind == K::UntilStop) {
             EXPECT_EQ(options.actions[i].milliseconds, ms) << i;
         }
     }
@@ -53,11 +60,21 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
 TEST(RunnerOptions, BadUsageIsExplained) {
     // An option and its argument (none when absent).
     const std::pair<const char*, const char*> bad[] = {
-        {"--model", "6129"},       {"--crtc", "2"},
-        {"--run-ms", "-5"},        {"--run-ms", "12x"},
-        {"--run-ms", nullptr},     {"--until-text", ""},
-        {"--type", "\\q"},         {"--frobnicate", nullptr},
-        {"--type", "caf\xC3\xA9"}, {"--timeout-ms", "99999999999999999999"}};
+        {"--model", "6129"},
+        {"--crtc", "2"},
+        {"--run-ms", "-5"},
+        {"--run-ms", "12x"},
+        {"--run-ms", nullptr},
+        {"--until-text", ""},
+        {"--type", "\\q"},
+        {"--frobnicate", nullptr},
+        {"--type", "caf\xC3\xA9"},
+        {"--timeout-ms", "99999999999999999999"},
+        {"--monitor", ""},
+        {"--monitor", "REG A 01\t"},
+        {"--monitor", "BR ~"},
+        {"--monitor-script", ""},
+        {"--monitor", "FILL 4000 0100 00 00000000000000000000000000000000000000000"}};
     for (auto [option, argument] : bad) {
         RunnerOptions options;
         std::vector<const char*> args = {option};
@@ -65,6 +82,11 @@ TEST(RunnerOptions, BadUsageIsExplained) {
         EXPECT_EQ(Parse(args, options), RunnerParseResult::Error) << option;
     }
     RunnerOptions options;
+    for (const char* machineOption : {"--roms", "--realtime", "--keep-going"}) {
+        RunnerOptions late;  // a machine option after an action
+        EXPECT_EQ(Parse({"--run-ms", "5", machineOption, "x"}, late), RunnerParseResult::Error)
+            << machineOption;
+    }
     EXPECT_EQ(Parse({"--run-ms", "5", "--help"}, options), RunnerParseResult::Help);
     EXPECT_NE(std::string(Runner_HelpText()).find("--until-text"), std::string::npos);
 }

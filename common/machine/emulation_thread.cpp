@@ -1,0 +1,150 @@
+// The emulation thread and its run loop: on every pass the monitor is shown and polled,
+// the host's requests are honoured, and while the machine runs (or a single step is
+// asked for) one whole instruction is executed.
+#include <atomic>
+
+#include "common/host_services.h"
+#include "common/machine/emulation.h"
+#include "common/machine/machine.h"
+#include "common/monitor/breakpoints.h"
+#include "common/monitor/monitor.h"
+
+namespace {
+
+// The one processor of this process, and the control block of the thread that runs it.
+Z80_State g_processor;
+EmulControl* g_control = nullptr;
+std::atomic<Emul_SliceHook> g_sliceHook{nullptr};
+
+struct Slice {
+    uint64_t start;  // device time at the start of the slice
+    uint32_t limit;  // microseconds after which it ends
+};
+
+void ShowAllPanels(Z80_State* state) {
+    Dbg_ShowDisassembly(state, 0, 0);
+    Dbg_ShowRegisters(state);
+    Dbg_ShowMemory(state);
+    Dbg_ShowStack(state);
+}
+
+// Carries out a monitor code other than DBG_QUIT.
+void ActOnCode(Z80_State* state, uint8_t code, bool* fullRedraw, bool* singleStep) {
+    switch (code) {
+        case DBG_RUN: state->running = 1; break;
+        case DBG_STEP: *singleStep = true; break;
+        case DBG_STEP_OVER:
+            // A temporary breakpoint right after the current instruction.
+            Z80_AddBreakpoint(
+                state, static_cast<uint16_t>(state->PC + Z80_GetInstructionSize(state, state->PC)),
+                Z80_BREAKPOINT_TEMPORARY);
+            state->running = 1;
+            break;
+        case DBG_STOP:
+            state->running = 0;
+            Dbg_ShowDisassembly(state, 1, 0);
+            *fullRedraw = true;
+            break;
+        case DBG_AFTER_RESET:
+        case DBG_MEMORY_CHANGED:
+            Dbg_ShowDisassembly(state, 1, 0);
+            *fullRedraw = true;
+            break;
+        case DBG_REFRESH: *fullRedraw = true; break;
+        case DBG_REFRESH_DUMP: Dbg_ShowMemory(state); break;
+        default: break;
+    }
+}
+
+void EndSlice(Z80_State* state, Slice* slice) {
+    Emul_Run(g_control, state);
+    uint64_t now = state->machine->deviceTime;
+    uint32_t limit = EMUL_SLICE_MICROSECONDS;
+    if (Emul_SliceHook hook = g_sliceHook.load(std::memory_order_acquire)) {
+        uint32_t wanted = hook(static_cast<uint32_t>(now - slice->start));
+        if (wanted != 0 && wanted < limit) limit = wanted;
+    }
+    *slice = {now, limit};
+}
+
+// One whole instruction, with the stop message when it stopped a running machine.
+void Step(Z80_State* state, bool* fullRedraw, Slice* slice) {
+    uint8_t wasRunning = state->running;
+    Z80_StepInstruction(state);
+    if (state->stopReason != Z80_STOP_NONE && wasRunning) {
+        Dbg_ShowDisassembly(state, 1, 1);
+        if (const char* message = Emul_StopMessage(state->stopReason)) Dbg_Message(message);
+    }
+    if (!state->running) *fullRedraw = true;
+    Dbg_LogPC(state);
+    if (state->machine->deviceTime - slice->start >= slice->limit ||
+        (wasRunning && !state->running))
+        EndSlice(state, slice);
+}
+
+}  // namespace
+
+const char* Emul_StopMessage(uint8_t reason) {
+    switch (reason) {
+        case Z80_STOP_BREAKPOINT: return "BP reached.";
+        case Z80_STOP_UNKNOWN_INSTRUCTION: return "Unknown instruction found.";
+        case Z80_STOP_UNSUPPORTED_PORT: return "Out made on an unknown port.";
+        case Z80_STOP_INVALID_PREFIX: return "Invalid Prefix. Check previous instruction.";
+        default: return nullptr;
+    }
+}
+
+void Emul_SetSliceHook(Emul_SliceHook hook) {
+    g_sliceHook.store(hook, std::memory_order_release);
+}
+
+void Emul_ThreadMain(EmulControl* control) {
+    Dbg_CreateConsole();
+    g_control = control;
+    CPC_Machine* machine = CPC_Init(control->Type, control->crtcType);
+    if (machine)
+        Z80_Init(&g_processor, machine);
+    else
+        control->ended.store(1, std::memory_order_release);
+    PAL_SetEvent(control->startedEvent);
+    if (machine) Emul_RunLoop(&g_processor);
+    if (control->ended.load(std::memory_order_acquire) && control->postMessage)
+        control->postMessage(control->mainWindow, EMUL_MSG_ENDED);
+    PAL_SetEvent(control->stoppedEvent);
+}
+
+void Emul_RunLoop(Z80_State* state) {
+    EmulControl* control = g_control;
+    Z80_Reset(state);  // the first machine reset completes the memory map
+    Emul_StartPacing(state);
+    Slice slice{state->machine->deviceTime, EMUL_SLICE_MICROSECONDS};
+    bool fullRedraw = true;
+    for (;;) {
+        Dbg_ShowRunState(state);
+        if (fullRedraw) ShowAllPanels(state);
+        fullRedraw = false;
+        bool singleStep = false;
+
+        uint8_t code = Dbg_PollKeys(state);
+        if (code == DBG_QUIT) {
+            control->ended.store(1, std::memory_order_release);
+            break;
+        }
+        ActOnCode(state, code, &fullRedraw, &singleStep);
+
+        if (control->resetRequest.exchange(0, std::memory_order_acq_rel)) {
+            // A running machine restarts from its ROM at once; a stopped one stays at 0.
+            uint8_t running = state->running;
+            Z80_Reset(state);
+            state->running = running;
+        }
+        if (control->stopRequest.load(std::memory_order_acquire)) break;
+        uint8_t pause = control->pauseRequest.load(std::memory_order_acquire);
+        control->paused.store(pause, std::memory_order_release);
+
+        if ((state->running && !pause) || singleStep) Step(state, &fullRedraw, &slice);
+        if (pause) PAL_Yield();
+    }
+    CPC_Shutdown(state->machine);
+    Z80_FreeBreakpoints(state);
+}

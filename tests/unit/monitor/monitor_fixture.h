@@ -1,0 +1,84 @@
+#pragma once
+// A 464 whose lower ROM is the assembled test program (tests/z80asm/monitor.asm), run on
+// the emulation thread with the monitor on an in-memory console, in a run folder of its
+// own with Files/ beside it. Commands and keys go in as typed.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "common/host_console.h"
+#include "common/machine/machine.h"
+#include "flat_machine.h"
+#include "tools/runner/runner_machine.h"
+
+class MonitorTest : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "brallivane-monitor-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        folder_ = pattern;
+        for (const char* sub : {"roms", "run", "Files"})
+            std::filesystem::create_directory(folder_ / sub);
+        std::vector<uint8_t> rom = LoadTestProgram("monitor");
+        ASSERT_FALSE(rom.empty());
+        rom.resize(CPC_PAGE_SIZE, 0x00);
+        rom.resize(2 * CPC_PAGE_SIZE, 0xC9);
+        WriteFile(folder_ / "roms" / "CPC464.rom", std::string(rom.begin(), rom.end()));
+        previous_ = std::filesystem::current_path();
+        std::filesystem::current_path(folder_ / "run");
+        std::string error;
+        ASSERT_TRUE(
+            Runner_StartMachine(machine_, CPC_MODEL_464, 1, (folder_ / "roms").string(), error))
+            << error;
+    }
+    void TearDown() override {
+        Runner_ShutdownMachine(machine_);
+        std::filesystem::current_path(previous_);
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+
+    static void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+    // A command line as typed; returns the messages it produced, its echo first.
+    std::vector<std::string> Enter(const std::string& line) {
+        std::vector<std::string> messages;
+        EXPECT_TRUE(Runner_Monitor(machine_, line, &messages)) << line;
+        return messages;
+    }
+    void Keys(const std::vector<uint8_t>& keys) { EXPECT_TRUE(Runner_Keys(machine_, keys)); }
+    void F5() { Keys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5}); }
+    void F10() { Keys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F10}); }
+    void F11() { Keys({PAL_KEY_EXTENDED_PREFIX, PAL_KEY_F11}); }
+
+    // The text of a console row from a column, trailing blanks removed.
+    std::string Row(int row, int column = 0) {
+        std::string text = machine_.console.Row(row).substr(static_cast<size_t>(column));
+        return text.erase(text.find_last_not_of(' ') + 1);
+    }
+    // A row of the message area (0-7, the input line last), trailing blanks removed.
+    std::string MessageRow(int row) {
+        std::string text = machine_.console.Text(1, 31 + row, 54);
+        return text.erase(text.find_last_not_of(' ') + 1);
+    }
+    std::string InputLine() { return MessageRow(7); }
+    // The seven message rows above the input line, oldest first.
+    std::vector<std::string> Messages() {
+        std::vector<std::string> rows;
+        for (int row = 0; row < 7; ++row) rows.push_back(MessageRow(row));
+        return rows;
+    }
+    // The processor, read while the machine is held.
+    const Z80_State& Cpu() const { return *g_Machine.processor; }
+
+    RunnerMachine machine_;
+    std::filesystem::path folder_;
+    std::filesystem::path previous_;
+};

@@ -1,0 +1,196 @@
+// The run loop under the monitor's keys and the host's requests: stepping, breakpoints,
+// stop messages, the PC log, pause, reset, stop and quit, CPC time, and threads.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "monitor_fixture.h"
+
+namespace {
+
+using RunLoop = MonitorTest;
+using Lines = std::vector<std::string>;
+
+std::atomic<uint32_t> g_posted{0};
+void RecordPost(void*, uint32_t message) {
+    g_posted = message;
+}
+
+// The last n messages, oldest first.
+Lines Last(const Lines& messages, size_t n) {
+    return Lines(messages.end() - static_cast<long>(n), messages.end());
+}
+
+}  // namespace
+
+TEST_F(RunLoop, StepsBreakpointsAndStops) {
+    // Stopped at PC 0 after start-up; nothing on the status row until the machine runs.
+    EXPECT_EQ(Cpu().PC, 0);
+    EXPECT_EQ(Cpu().running, 0);
+    EXPECT_EQ(Row(1, 1).substr(0, 6), "*0000:");
+    EXPECT_EQ(Row(40), "");
+
+    F11();  // one instruction; PC stays within the listing, so only the marker moves
+    EXPECT_EQ(Cpu().PC, 0x0003);
+    EXPECT_EQ(Row(1, 1).substr(0, 6), " 0000:");
+    EXPECT_EQ(Row(2, 1).substr(0, 6), "*0003:");
+    F10();  // over the CALL: the routine runs and the machine stops after it, silently
+    EXPECT_EQ(Cpu().PC, 0x0006);
+    EXPECT_EQ(Cpu().BC.lo, 3);
+    EXPECT_EQ(Messages(), Lines(7, ""));
+    EXPECT_EQ(Row(40).substr(0, 8), " STOPPED");
+    EXPECT_EQ(Enter("BRD"), (Lines{"BRD", "No BP set."}));  // the temporary one is gone
+    F11();                                                  // a prefixed instruction is one step
+    EXPECT_EQ(Cpu().PC, 0x000A);
+    EXPECT_EQ(Cpu().IX.w, 0x1234);
+
+    // Two at one address: BRC takes one, the other still stops the loop.
+    Enter("BR 000C");
+    Enter("BR 000C");
+    F5();
+    EXPECT_EQ(Cpu().PC, 0x000C);
+    EXPECT_EQ(Messages().back(), "BP reached.");
+    EXPECT_EQ(Row(1, 1).substr(0, 6), "*000C:");  // the listing starts again at PC
+    Enter("BRC 000C");
+    F5();
+    EXPECT_EQ(Last(Messages(), 2), (Lines{"BRC 000C", "BP reached."}));
+    Enter("BRC 000C");
+
+    // A permanent and an older temporary one at one address: "BP reached.", and the
+    // temporary one is gone.
+    Enter("RT 0006");  // the loop never gets there
+    Enter("BRNOW");
+    Enter("BR 0006");
+    Enter("PC 0003");
+    F5();
+    EXPECT_EQ(Last(Messages(), 2), (Lines{"PC 0003", "BP reached."}));
+    EXPECT_EQ(Cpu().PC, 0x0006);
+    Enter("BRC 0006");
+    Enter("PC 0003");
+    F5();
+    EXPECT_EQ(Cpu().running, 1);
+    Enter("BRNOW");
+    EXPECT_EQ(Cpu().running, 0);
+    EXPECT_EQ(Row(40).substr(0, 8), " STOPPED");
+
+    // Output nobody answers: a message when running, none on a single step.
+    Enter("PC 0020");
+    F5();
+    EXPECT_EQ(Messages().back(), "Out made on an unknown port.");
+    EXPECT_EQ(Cpu().PC, 0x0025);
+    Enter("PC 0023");
+    F11();
+    EXPECT_EQ(Cpu().PC, 0x0025);
+    EXPECT_EQ(Messages().back(), "PC 0023");
+    // A single step onto a breakpoint ends as any step.
+    Enter("PC 000A");
+    Enter("BR 000B");
+    F11();
+    EXPECT_EQ(Cpu().PC, 0x000B);
+    EXPECT_EQ(Messages().back(), "BR 000B");
+}
+
+TEST_F(RunLoop, PcLogLayoutAndStopRequest) {
+    Enter("PC 000B");
+    Enter("PCLOG ON");
+    for (int step = 0; step < 31; ++step) {
+        F11();
+        if (step == 5) Enter("PCLOG ON");  // keeps the file and its count
+    }
+    Enter("PCLOG OFF");
+    Enter("PCLOG OFF");
+    // After INC A at 000B the next instruction is at 000C, after JR at 000B again.
+    std::string expected;
+    for (int entry = 1; entry <= 31; ++entry) {
+        if (entry == 16) expected += "\n";
+        expected += entry % 2 ? "000C, " : "000B, ";
+    }
+    std::ifstream log("PCLog.txt", std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), expected);
+
+    // The host's stop request ends the thread without the quit message.
+    g_posted = 0;
+    machine_.control.postMessage = RecordPost;
+    Runner_ShutdownMachine(machine_);
+    EXPECT_EQ(machine_.control.ended.load(), 0);
+    EXPECT_EQ(g_posted, 0u);
+}
+
+TEST_F(RunLoop, PauseResetAndQuit) {
+    // Held by the pause request, a running machine executes nothing.
+    ASSERT_TRUE(Runner_Run(machine_, 1000));
+    EXPECT_EQ(machine_.control.paused.load(), 1);
+    const uint32_t time = Cpu().time;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(Cpu().time, time);
+    EXPECT_EQ(Cpu().running, 1);
+
+    // A reset while running restarts at 0 and runs on; while stopped it stays at 0.
+    auto reset = [this] {
+        machine_.control.resetRequest.store(1);
+        while (machine_.control.resetRequest.load()) std::this_thread::yield();
+        Runner_MonitorGrid(machine_);  // the reset is done once the monitor answers again
+    };
+    Enter("BR 0003");
+    reset();
+    EXPECT_EQ(Cpu().PC, 0);
+    EXPECT_EQ(Cpu().running, 1);
+    ASSERT_TRUE(Runner_RunUntilStop(machine_, 100000));
+    EXPECT_EQ(Cpu().PC, 0x0003);
+    EXPECT_EQ(machine_.stopReason, Z80_STOP_BREAKPOINT);
+    reset();
+    EXPECT_EQ(Cpu().PC, 0);
+    EXPECT_EQ(Cpu().running, 0);
+
+    // Esc ends the thread on its own, with the message to the main window.
+    g_posted = 0;
+    machine_.control.postMessage = RecordPost;
+    machine_.console.PushKeys({PAL_KEY_ESCAPE});
+    PAL_WaitEvent(&machine_.stoppedEvent);
+    EXPECT_EQ(machine_.control.ended.load(), 1);
+    EXPECT_EQ(g_posted, EMUL_MSG_ENDED);
+}
+
+TEST_F(RunLoop, RunsInCpcTime) {
+    // A loop reading a port: part of each IN's time reaches the devices before the
+    // access, and the processor's counter leaves it out; a run lasts the devices' time.
+    Enter("PC 0030");
+    const uint64_t start = Runner_Elapsed(machine_);
+    const uint32_t processorStart = Cpu().time;
+    ASSERT_TRUE(Runner_Run(machine_, 100000));
+    const uint64_t elapsed = Runner_Elapsed(machine_) - start;
+    EXPECT_GE(elapsed, 100000u);
+    EXPECT_LT(elapsed, 100000u + 8);
+    EXPECT_LT(Cpu().time - processorStart, 90000u);
+}
+
+TEST_F(RunLoop, ThreadsMeetOnlyThroughTheControlBlockAndTheConsole) {
+    // Run under ThreadSanitizer: monitor keys from one thread, the host's requests from
+    // another, while the machine runs and stops.
+    Enter("PC 000B");
+    std::atomic<bool> done{false};
+    std::thread keys([&] {
+        const std::vector<uint8_t> run = {PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5};
+        const std::vector<uint8_t> stop = {'B', 'R', 'N', 'O', 'W', PAL_KEY_ENTER};
+        for (int i = 0; !done; ++i) {
+            machine_.console.PushKeys(i % 2 ? stop : run);
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        }
+    });
+    std::thread host([&] {
+        for (int i = 0; !done; ++i) {
+            machine_.control.pauseRequest.store(i % 3 == 0);
+            if (i % 7 == 0) machine_.control.resetRequest.store(1);
+            (void)machine_.control.paused.load();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    done = true;
+    keys.join();
+    host.join();
+    machine_.control.pauseRequest.store(1);
+    EXPECT_EQ(Enter("BRNOW").front(), "BRNOW");
+    Enter("REG A 5");
+    EXPECT_EQ(Cpu().AF.hi, 5);
+}
