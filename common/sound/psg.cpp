@@ -111,6 +111,7 @@ void PSG_Init() {
     Psg().feedCountdown = PSG_KEY_FEED_PERIOD;
     ClearKeyTranslator();
     for (int i = 0; i < PSG_VOLUME_LEVELS; ++i) g_PsgSound.scaledVolume[i] = PSG_BASE_VOLUME[i];
+    g_PsgSound.threadDriven = ThreadDrivenEngine() ? 1 : 0;
 }
 
 void PSG_Reset() {
