@@ -1,6 +1,8 @@
 // Register names and write masks of the 6845, shared by both CRTC variants and the
 // monitor's register display.
+#include "common/machine/machine.h"
 #include "common/video/crtc.h"
+#include "common/xtools/xtools.h"
 
 namespace {
 // Fixed-width names: the monitor prints them in a column.
@@ -11,6 +13,9 @@ const char* const kRegisterNames[CRTC_REGISTER_COUNT] = {
     "12(START ADDR H)", "13(START ADDR L)", "14(CSR ADDR H)  ", "15(CSR ADDR L)  ",
     "16(LP ADDR H)   ", "17(LP ADDR L)   ",
 };
+
+constexpr uint8_t kFirstReadableRegister = 12;
+constexpr uint8_t kGaInterruptLines = 52;
 
 const uint8_t kRegisterMasks[CRTC_REGISTER_COUNT] = {
     0xFF, 0xFF, 0xFF, 0x7F, 0x7F, 0x1F, 0x7F, 0x7F, 0x03,
@@ -26,4 +31,42 @@ const char* CRTC_RegisterName(int index) {
 uint8_t CRTC_RegisterMask(int index) {
     if (index < 0 || index >= CRTC_REGISTER_COUNT) return 0;
     return kRegisterMasks[index];
+}
+
+uint8_t CRTC_ReadPort(const char* caller, uint8_t index, bool masked) {
+    const CRTC_State& c = g_Machine.crtc;
+    unsigned port = 0xBCu + (index & 3);
+    switch (index & 3) {
+        case 0:
+        case 1:
+            XT_Trace("%s(): Reading Write only port %02Xxx, returning 0.", caller, port);
+            return 0;
+        case 2: XT_Trace("%s(): Reading port %02Xxx, returning 0.", caller, port); return 0;
+        default: break;
+    }
+    uint8_t reg = c.selectedRegister;
+    if (reg >= kFirstReadableRegister && reg < CRTC_REGISTER_COUNT) {
+        uint8_t value = masked ? c.R[reg] & kRegisterMasks[reg] : c.R[reg];
+        XT_Trace("%s(): %02Xxx, %02X.", caller, port, value);
+        return value;
+    }
+    XT_Trace("%s(): Reading port %02Xxx, selected register (%d) Write Only, returning 0.", caller,
+             port, reg);
+    return 0;
+}
+
+bool GA_StepLineCounter() {
+    GA_State& ga = g_Machine.ga;
+    CRTC_State& c = g_Machine.crtc;
+    bool interrupt = false;
+    ++ga.intLineCounter;
+    if (c.gaVsyncDelay && --c.gaVsyncDelay == 0) {
+        interrupt = (ga.intLineCounter & 0x20) != 0;
+        ga.intLineCounter = 0;
+    }
+    if (ga.intLineCounter == kGaInterruptLines) {
+        ga.intLineCounter = 0;
+        interrupt = true;
+    }
+    return interrupt;
 }
