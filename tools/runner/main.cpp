@@ -1,13 +1,16 @@
 // brallivane-run: the Amstrad CPC without windows, for tests, benchmarks and scripts.
 #include <chrono>
 #include <cstdio>
+#include <memory>
 #include <string>
 
+#include "common/machine/machine.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
 #include "tools/runner/screenshot.h"
+#include "tools/runner/wav_capture.h"
 
 namespace {
 
@@ -23,8 +26,19 @@ int Fail(const std::string& message, int code) {
     return code;
 }
 
+void AdvanceWav(void* capture, uint64_t microseconds) {
+    WavCapture_Advance(*static_cast<WavCapture*>(capture), microseconds);
+}
+
+// Ends the WAV file being written, if any; an exit code.
+int CloseWav(WavCapture& capture) {
+    std::string error;
+    if (!WavCapture_Close(capture, error)) return Fail(error, EXIT_BAD_USAGE);
+    return EXIT_DONE;
+}
+
 // Runs one action; returns an exit code, EXIT_DONE to go on.
-int RunAction(RunnerMachine& machine, const RunnerAction& action) {
+int RunAction(RunnerMachine& machine, const RunnerAction& action, WavCapture& wav) {
     switch (action.kind) {
         case RunnerActionKind::RunMs:
             if (!Runner_Run(machine, action.milliseconds * MICROSECONDS_PER_MILLISECOND)) {
@@ -54,6 +68,14 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action) {
             }
             return EXIT_DONE;
         }
+        case RunnerActionKind::Wav: {
+            if (CloseWav(wav) != EXIT_DONE) return EXIT_BAD_USAGE;
+            std::string error;
+            if (!WavCapture_Open(wav, action.text, error)) return Fail(error, EXIT_BAD_USAGE);
+            machine.sliceHook = AdvanceWav;
+            machine.sliceContext = &wav;
+            return EXIT_DONE;
+        }
         case RunnerActionKind::ScreenText:
             for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
             std::fflush(stdout);
@@ -76,17 +98,20 @@ int main(int argc, char** argv) {
     if (!options.trace) XT_AdjustTraceLevel(0);  // from 1 to 0: the trace call does nothing
 
     RunnerMachine machine;
-    if (!Runner_StartMachine(machine, options.type, options.crtcType, options.romDirectory,
-                             error)) {
+    uint8_t type = options.fast ? (options.type | CPC_TYPE_SPEED_BITS) : options.type;
+    if (!Runner_StartMachine(machine, type, options.crtcType, options.romDirectory, error)) {
         return Fail(error, EXIT_NO_MACHINE);
     }
 
     auto hostStart = std::chrono::steady_clock::now();
     int code = EXIT_DONE;
+    auto wav = std::make_unique<WavCapture>();
     for (const RunnerAction& action : options.actions) {
-        code = RunAction(machine, action);
+        code = RunAction(machine, action, *wav);
         if (code != EXIT_DONE) break;
     }
+    int wavCode = CloseWav(*wav);
+    if (code == EXIT_DONE) code = wavCode;
     auto hostMilliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
                                 std::chrono::steady_clock::now() - hostStart)
                                 .count();

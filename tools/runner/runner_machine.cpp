@@ -24,6 +24,16 @@ constexpr uint64_t KEY_FEED_LIMIT_MICROSECONDS = 2000000;
 constexpr uint64_t SLICE_MICROSECONDS = 1000;
 // How often --until-text looks at the screen: once per frame.
 constexpr uint64_t TEXT_CHECK_MICROSECONDS = 20000;
+constexpr uint64_t HOOK_SLICE_MICROSECONDS = 1000;
+
+// CPC time: the microseconds the devices receive, counted on their way to the machine.
+// It runs ahead of the processor's counter by what port instructions hand on early.
+uint64_t g_cpcMicroseconds = 0;
+
+void CountedUpdate(uint8_t microseconds) {
+    g_cpcMicroseconds += microseconds;
+    CPC_Update(microseconds);
+}
 
 void RecordStop(RunnerMachine& machine) {
     Z80_State& cpu = machine.processor;
@@ -85,6 +95,7 @@ bool Runner_StartMachine(RunnerMachine& machine, uint8_t type, uint8_t crtcType,
             "the machine could not start: a ROM file is missing or too short in " + romDirectory;
         return false;
     }
+    cpc->Update = CountedUpdate;
     machine.processor = Z80_State{};
     Z80_Init(&machine.processor, cpc);
     Z80_Reset(&machine.processor);
@@ -107,21 +118,28 @@ bool Runner_Run(RunnerMachine& machine, uint64_t microseconds) {
     if (!machine.started || machine.stalled) return false;
     Z80_State& cpu = machine.processor;
     uint64_t end = machine.elapsed + microseconds;
+    uint64_t slice = 0;
     int stepsWithoutTime = 0;
     while (machine.elapsed < end) {
-        uint32_t before = cpu.time;
+        uint64_t before = g_cpcMicroseconds;
         Z80_StepInstruction(&cpu);
-        uint32_t spent = cpu.time - before;  // the counter wraps; the difference does not
+        uint64_t spent = g_cpcMicroseconds - before;
         machine.elapsed += spent;
         if (cpu.stopReason != Z80_STOP_NONE) RecordStop(machine);
         if (spent != 0) {
             stepsWithoutTime = 0;
         } else if (++stepsWithoutTime >= MAX_STEPS_WITHOUT_TIME) {
             machine.stalled = true;
-            return false;
+            break;
+        }
+        slice += spent;
+        if (slice >= HOOK_SLICE_MICROSECONDS && machine.sliceHook) {
+            machine.sliceHook(machine.sliceContext, slice);
+            slice = 0;
         }
     }
-    return true;
+    if (slice && machine.sliceHook) machine.sliceHook(machine.sliceContext, slice);
+    return !machine.stalled;
 }
 
 bool Runner_RunUntilText(RunnerMachine& machine, const std::string& text,

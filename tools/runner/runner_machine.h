@@ -24,6 +24,10 @@ struct RunnerMachine {
     std::vector<uint8_t> frameBuffer;
     std::vector<RunnerStop> stops;
     std::FILE* stopLog = stderr;  // where each new kind of stop is reported; none to keep quiet
+    // Called on the running thread after every slice of about a millisecond of CPC time,
+    // and at the end of every run, with the CPC microseconds of the slice.
+    void (*sliceHook)(void* context, uint64_t microseconds) = nullptr;
+    void* sliceContext = nullptr;
 };
 
 // Builds the machine (model and disk bits in TYPE), loads the ROMs from romDirectory and
@@ -32,9 +36,9 @@ bool Runner_StartMachine(RunnerMachine& machine, uint8_t type, uint8_t crtcType,
                          const std::string& romDirectory, std::string& error);
 void Runner_ShutdownMachine(RunnerMachine& machine);
 
-// Runs for an amount of emulated time. Stops of the machine (stop reasons) are counted,
-// reported once per reason and address, cleared, and the machine goes on. Returns false
-// when the processor no longer advances time.
+// Runs for an amount of emulated time (CPC time: what the devices receive). Stops of the machine
+// (stop reasons) are counted, reported once per reason and address, cleared, and the machine goes
+// on. Returns false when the processor no longer advances time.
 bool Runner_Run(RunnerMachine& machine, uint64_t microseconds);
 
 // Runs until TEXT is on the screen or timeoutMicroseconds of emulated time have passed.

@@ -23,6 +23,12 @@ const char* const HELP_TEXT =
     "Machine options:\n"
     "  --model 464|464fdi|664|6128  machine (default 6128)\n"
     "  --crtc 0|1                   CRTC type (default 1)\n"
+    "  --fast                       the \"Fastest\" speed mode: the line-based CRTC and\n"
+    "                               the thread-driven sound engine, which computes sound\n"
+    "                               when the audio side asks for it (hardware envelopes\n"
+    "                               hold their start level). Without it, \"Best\": the\n"
+    "                               precise CRTC and the time-driven sound engine, which\n"
+    "                               produces sound with the emulated time\n"
     "  --roms DIR                   folder holding CPC464.rom, CPC664.rom, CPC6128.rom\n"
     "                               and amsdos.rom (default ../ROM/)\n"
     "  --timeout-ms N               time limit of the --until-text actions that follow\n"
@@ -45,6 +51,9 @@ const char* const HELP_TEXT =
     "  --screenshot FILE.png        write the frame buffer as a 768 x 540 PNG\n"
     "  --screen-text                print the text on the CPC screen, one line per\n"
     "                               character row (modes 0, 1 and 2)\n"
+    "  --wav FILE                   from here on, write what a listener would hear to\n"
+    "                               FILE (WAV, 44100 Hz, 16-bit stereo), taking the sound\n"
+    "                               out at the real-time rate as the audio device does\n"
     "\n"
     "Stops of the emulated machine (unsupported ports and instructions) are reported on\n"
     "standard error; the machine keeps running.\n"
@@ -92,6 +101,10 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
             options.bench = true;
             continue;
         }
+        if (option == "--fast") {
+            options.fast = true;
+            continue;
+        }
         if (option == "--no-trace") {
             options.trace = false;
             continue;
@@ -104,7 +117,7 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
         bool takesValue = option == "--model" || option == "--crtc" || option == "--roms" ||
                           option == "--timeout-ms" || option == "--run-ms" ||
                           option == "--until-text" || option == "--type" ||
-                          option == "--screenshot";
+                          option == "--screenshot" || option == "--wav";
         if (!takesValue) {
             error = "unknown option '" + option + "' (see --help)";
             return RunnerParseResult::Error;
@@ -165,6 +178,12 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
                 return RunnerParseResult::Error;
             }
             options.actions.push_back({RunnerActionKind::Screenshot, 0, value, {}});
+        } else if (option == "--wav") {
+            if (value.empty()) {
+                error = "--wav needs a file name";
+                return RunnerParseResult::Error;
+            }
+            options.actions.push_back({RunnerActionKind::Wav, 0, value, {}});
         }
     }
     return RunnerParseResult::Run;

@@ -6,18 +6,19 @@
 
 #include "tools/runner/key_script.h"
 
-enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText };
+enum class RunnerActionKind { RunMs, UntilText, Type, Screenshot, ScreenText, Wav };
 
 struct RunnerAction {
     RunnerActionKind kind;
     uint64_t milliseconds;           // RunMs: time to run; UntilText: time limit
-    std::string text;                // UntilText, Type: the text; Screenshot: the file name
+    std::string text;                // UntilText, Type: the text; Screenshot, Wav: the file name
     std::vector<KeyStroke> strokes;  // Type: the text as key strokes
 };
 
 struct RunnerOptions {
     uint8_t type = 0xC2;  // configuration byte of the machine (6128)
     uint8_t crtcType = 1;
+    bool fast = false;  // "Fastest": line-based CRTC and thread-driven sound (CPC_TYPE_SPEED_BITS)
     std::string romDirectory = "../ROM/";
     bool bench = false;
     bool trace = true;  // trace records go to the trace library when it is present
