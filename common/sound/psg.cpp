@@ -215,6 +215,11 @@ void PSG_SetMasterVolume(uint8_t level) {
 }
 
 void PSG_Update(uint8_t microseconds) {
-    PSG_ProcessKeyQueue(microseconds);
+    // Most steps fall between two key feeds.
+    PSG_State& psg = Psg();
+    if (psg.feedCountdown >= microseconds)
+        psg.feedCountdown -= microseconds;
+    else
+        PSG_ProcessKeyQueue(microseconds);
     if (!ThreadDrivenEngine()) PSG_UpdateSound(microseconds);
 }

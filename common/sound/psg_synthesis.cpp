@@ -56,15 +56,11 @@ void DropFrames(PSG_SoundState& s, uint32_t accumulator, uint32_t frame) {
     Emul_AdjustSpeed(kRingFullCorrection);
 }
 
-// Adds elapsed x 44100 to the accumulator and writes one frame for each million it
-// passes. Nothing changes within one call, so every frame of the call is the same.
-void ProduceFrames(PSG_SoundState& s, uint8_t elapsed) {
+// The accumulator plus elapsed x 44100 (TOTAL) has passed a million at least once: one
+// frame for each million. Nothing changes within one call, so every frame of the call is
+// the same. Kept out of line: most calls make no frame.
+__attribute__((noinline)) void ProduceFrames(PSG_SoundState& s, uint32_t total) {
     uint32_t accumulator = s.sampleAccumulator;
-    uint32_t total = accumulator + elapsed * PSG_FRAMES_PER_SECOND;
-    if (total < kMicrosecondsPerSecond) {
-        s.sampleAccumulator = total;
-        return;
-    }
     uint32_t frames = total / kMicrosecondsPerSecond;
     int16_t left, right;
     PSG_MixSample(&left, &right);
@@ -106,8 +102,6 @@ void PSG_MixSample(int16_t* left, int16_t* right) {
 
 void PSG_UpdateEnvelope(uint8_t elapsed) {
     PSG_SoundState& s = g_PsgSound;
-    // A finished envelope (step 0) keeps its level until the next restart, which also
-    // clears the time, so its time need not be counted.
     if (s.envelopePeriod == 0 || s.envelopeStep == 0) return;
     s.envelopeTime += elapsed;
     while (s.envelopeTime >= s.envelopePeriod) {
@@ -123,7 +117,9 @@ void PSG_UpdateEnvelope(uint8_t elapsed) {
 
 void PSG_UpdateSound(uint8_t elapsed) {
     PSG_SoundState& s = g_PsgSound;
-    PSG_UpdateEnvelope(elapsed);
+    // A finished envelope (step 0) keeps its level until the next restart, which also
+    // clears its time, so that time need not be counted.
+    if (s.envelopePeriod != 0 && s.envelopeStep != 0) PSG_UpdateEnvelope(elapsed);
 
     // At most one toggle per channel and one noise step per call.
     for (PSG_Channel& ch : s.channels) {
@@ -153,5 +149,9 @@ void PSG_UpdateSound(uint8_t elapsed) {
     }
 
     if (s.mute) return;
-    ProduceFrames(s, elapsed);
+    uint32_t total = s.sampleAccumulator + elapsed * PSG_FRAMES_PER_SECOND;
+    if (total < kMicrosecondsPerSecond)
+        s.sampleAccumulator = total;
+    else
+        ProduceFrames(s, total);
 }
