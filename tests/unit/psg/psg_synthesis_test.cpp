@@ -2,7 +2,9 @@
 // sample ring with its feedback, and the thread-driven engine's blocks. Tone frequencies
 // are measured on the real firmware (firmware/sound_test.cpp).
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "common/sound/psg_sound_state.h"
 #include "psg_test_support.h"
@@ -188,4 +190,31 @@ TEST_F(PsgSynthesis, ThreadDrivenEngineMakesBlocksFromFrequencies) {
         for (int block = 0; block < 10; ++block)
             for (Frame frame : TakeFrames()) ASSERT_EQ(frame.first, value) << int(shape);
     }
+}
+
+TEST_F(PsgSynthesis, TheRingPassesWholeFramesBetweenTwoThreads) {
+    WriteRegister(7, 0x3F);
+    WriteRegister(8, 15);  // every frame (-10920, 0), while volume writes go on
+    std::atomic<bool> done{false};
+    std::vector<uint8_t> taken;
+    std::thread audio([&] {
+        uint8_t buffer[4096];
+        while (!done.load() || g_PsgSound.ringRead != g_PsgSound.ringWrite) {
+            uint32_t bytes = PSG_FillBuffer(buffer, sizeof buffer);
+            taken.insert(taken.end(), buffer, buffer + bytes);
+        }
+    });
+    for (int i = 0; i < 2000; ++i) {
+        WriteRegister(8, 15);
+        Run(200);
+    }
+    done = true;
+    audio.join();
+    EXPECT_GT(taken.size(), 4000u);
+    EXPECT_EQ(taken.size() % 4, 0u);
+    for (size_t at = 0; at + 4 <= taken.size(); at += 4)
+        ASSERT_EQ(Frame(static_cast<int16_t>(taken[at] | taken[at + 1] << 8),
+                        static_cast<int16_t>(taken[at + 2] | taken[at + 3] << 8)),
+                  Frame(-10920, 0))
+            << at;
 }
