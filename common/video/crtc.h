@@ -62,6 +62,9 @@ void CRTC_Init(uint8_t type);
 void CRTC_InstallBest();
 void CRTC_InstallFast();
 
+// The registers both variants load at reset; the others keep their cleared values.
+void CRTC_LoadResetRegisters(CRTC_State* crtc);
+
 // Name text of register 0-17 as the monitor prints it; "" for any other number.
 const char* CRTC_RegisterName(int index);
 // Bits of register 0-17 that a write keeps; 0 for any other number.

@@ -109,15 +109,7 @@ void CRTC_InstallFast() {
 
 void CRTC_Reset_fast() {
     CRTC_State& c = Crtc();
-    c.R[0] = 63;
-    c.R[1] = 40;
-    c.R[2] = 46;
-    c.R[3] = 0x8E;
-    c.R[4] = 38;
-    c.R[6] = 25;
-    c.R[7] = 30;
-    c.R[9] = 7;
-    c.R[12] = 0x30;
+    CRTC_LoadResetRegisters(&c);
     CRTC_Update_fast(CRTC_UPDATE_ALL);
     c.fast.lineTimeLeft = c.fast.lineLength;
     c.currentMode = g_Machine.ga.screenMode & 3;

@@ -33,6 +33,18 @@ uint8_t CRTC_RegisterMask(int index) {
     return kRegisterMasks[index];
 }
 
+void CRTC_LoadResetRegisters(CRTC_State* crtc) {
+    crtc->R[0] = 63;
+    crtc->R[1] = 40;
+    crtc->R[2] = 46;
+    crtc->R[3] = 0x8E;
+    crtc->R[4] = 38;
+    crtc->R[6] = 25;
+    crtc->R[7] = 30;
+    crtc->R[9] = 7;
+    crtc->R[12] = 0x30;
+}
+
 uint8_t CRTC_ReadPort(const char* caller, uint8_t index, bool masked) {
     const CRTC_State& c = g_Machine.crtc;
     unsigned port = 0xBCu + (index & 3);
