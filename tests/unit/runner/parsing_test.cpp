@@ -25,7 +25,8 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
         Parse({"--model",      "464fdi",     "--crtc",        "0",      "--roms",       "/x/roms",
                "--bench",      "--no-trace", "--until-text",  "Ready",  "--timeout-ms", "500",
                "--type",       "run\\n",     "--until-text",  "Bye",    "--run-ms",     "20",
-               "--screenshot", "a.png",      "--screen-text", "--fast", "--wav",        "b.wav"},
+               "--screenshot", "a.png",      "--screen-text", "--fast", "--wav",        "b.wav",
+               "--run-ms",     "5"},
               options),
         RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
@@ -37,13 +38,10 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     // Kind, time (limits for UntilText: 30 s until --timeout-ms changes it), text.
     using K = RunnerActionKind;
     const std::vector<std::tuple<K, uint64_t, std::string>> expected = {
-        {K::UntilText, 30000, "Ready"},
-        {K::Type, 0, "run\\n"},
-        {K::UntilText, 500, "Bye"},
-        {K::RunMs, 20, ""},
-        {K::Screenshot, 0, "a.png"},
-        {K::ScreenText, 0, ""},
-        {K::Wav, 0, "b.wav"}};
+        {K::UntilText, 30000, "Ready"}, {K::Type, 0, "run\\n"},
+        {K::UntilText, 500, "Bye"},     {K::RunMs, 20, ""},
+        {K::Screenshot, 0, "a.png"},    {K::ScreenText, 0, ""},
+        {K::Wav, 0, "b.wav"},           {K::RunMs, 5, ""}};
     ASSERT_EQ(options.actions.size(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         auto [kind, ms, text] = expected[i];
@@ -57,17 +55,12 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
 
 TEST(RunnerOptions, BadUsageIsExplained) {
     // An option and its argument (none when absent).
-    const std::pair<const char*, const char*> bad[] = {{"--model", "6129"},
-                                                       {"--crtc", "2"},
-                                                       {"--run-ms", "-5"},
-                                                       {"--run-ms", "12x"},
-                                                       {"--run-ms", nullptr},
-                                                       {"--until-text", ""},
-                                                       {"--type", "\\q"},
-                                                       {"--frobnicate", nullptr},
-                                                       {"--type", "caf\xC3\xA9"},
-                                                       {"--timeout-ms", "99999999999999999999"},
-                                                       {"--wav", ""}};
+    const std::pair<const char*, const char*> bad[] = {
+        {"--model", "6129"},       {"--crtc", "2"},
+        {"--run-ms", "-5"},        {"--run-ms", "12x"},
+        {"--run-ms", nullptr},     {"--until-text", ""},
+        {"--type", "\\q"},         {"--frobnicate", nullptr},
+        {"--type", "caf\xC3\xA9"}, {"--timeout-ms", "99999999999999999999"}};
     for (auto [option, argument] : bad) {
         RunnerOptions options;
         std::vector<const char*> args = {option};
