@@ -7,7 +7,7 @@
 
 namespace {
 
-class Fastest : public FirmwareTest, public ::testing::WithParamInterface<uint8_t> {
+class Fastest : public FirmwareTest, public ::testing::WithParamInterface<int> {
    protected:
     // Boots TYPE to BASIC; the screen's text and its 640 x 200 display area.
     void Boot(uint8_t type, int top, int left, std::vector<std::string>& text,
@@ -30,13 +30,13 @@ class Fastest : public FirmwareTest, public ::testing::WithParamInterface<uint8_
 TEST_P(Fastest, ShowsWhatBestShows) {
     std::vector<std::string> bestText, fastText;
     std::vector<uint8_t> bestDisplay, fastDisplay;
-    Boot(GetParam(), 39, 65, bestText, bestDisplay);
-    Boot(GetParam() | CPC_TYPE_SPEED_BITS, 40, 64, fastText, fastDisplay);
+    Boot(static_cast<uint8_t>(GetParam()), 39, 65, bestText, bestDisplay);
+    Boot(static_cast<uint8_t>(GetParam() | CPC_TYPE_SPEED_BITS), 40, 64, fastText, fastDisplay);
     if (HasFatalFailure()) return;
     EXPECT_EQ(fastText, bestText);
     EXPECT_TRUE(fastDisplay == bestDisplay) << "the display areas differ";
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, Fastest,
-                         ::testing::Values(CPC_MODEL_464, CPC_MODEL_464_FDI, CPC_MODEL_664,
-                                           CPC_MODEL_6128));
+                         ::testing::Values(int{CPC_MODEL_464}, int{CPC_MODEL_464_FDI},
+                                           int{CPC_MODEL_664}, int{CPC_MODEL_6128}));

@@ -15,7 +15,7 @@ namespace {
 
 // The configuration's speed bits: 0 for the time-driven engine ("Best"), both for the
 // thread-driven one ("Fastest").
-class Sound : public FirmwareTest, public ::testing::WithParamInterface<uint8_t> {
+class Sound : public FirmwareTest, public ::testing::WithParamInterface<int> {
    protected:
     // Types COMMAND, then captures the sound from the RETURN that starts it on.
     WavSamples Play(const std::string& command) {
@@ -47,7 +47,7 @@ class Sound : public FirmwareTest, public ::testing::WithParamInterface<uint8_t>
 }  // namespace
 
 TEST_P(Sound, TonesNoiseAndEnvelopeFromBasic) {
-    Start(CPC_MODEL_6128 | GetParam());
+    Start(static_cast<uint8_t>(CPC_MODEL_6128 | GetParam()));
     if (HasFatalFailure()) return;
     TypeAndExpect("", "Ready");
 
@@ -87,4 +87,4 @@ TEST_P(Sound, TonesNoiseAndEnvelopeFromBasic) {
     EXPECT_GE(levels.size(), 10u) << "the level follows the envelope step by step";
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, Sound, ::testing::Values(0, CPC_TYPE_SPEED_BITS));
+INSTANTIATE_TEST_SUITE_P(Engines, Sound, ::testing::Values(0, int{CPC_TYPE_SPEED_BITS}));
