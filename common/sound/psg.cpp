@@ -111,6 +111,7 @@ void PSG_Init() {
     Psg().feedCountdown = PSG_KEY_FEED_PERIOD;
     ClearKeyTranslator();
     for (int i = 0; i < PSG_VOLUME_LEVELS; ++i) g_PsgSound.scaledVolume[i] = PSG_BASE_VOLUME[i];
+    g_PsgSound.threadDriven = ThreadDrivenEngine() ? 1 : 0;
 }
 
 void PSG_Reset() {
@@ -217,6 +218,11 @@ void PSG_SetMasterVolume(uint8_t level) {
 }
 
 void PSG_Update(uint8_t microseconds) {
-    PSG_ProcessKeyQueue(microseconds);
+    // Most steps fall between two key feeds.
+    PSG_State& psg = Psg();
+    if (psg.feedCountdown >= microseconds)
+        psg.feedCountdown -= microseconds;
+    else
+        PSG_ProcessKeyQueue(microseconds);
     if (!ThreadDrivenEngine()) PSG_UpdateSound(microseconds);
 }

@@ -104,5 +104,21 @@ bool PSG_CharEvent(uint8_t c, uint8_t pressed);
 uint8_t PSG_KeyQueueCount();
 bool PSG_KeyQueueEmpty();
 
+// Sound output, called by the audio side for each buffer: the thread-driven engine fills
+// a block of up to 4096 bytes, the time-driven one hands over what its sample ring holds.
+// Returns the bytes written. Safe on the one audio thread while the machine runs.
+uint32_t PSG_FillBuffer(uint8_t* buffer, uint32_t size);
+// While muted neither engine produces samples.
+void PSG_Mute();
+void PSG_Unmute();
+
 // Speed correction of the sample ring; 32767 resets it.
 void Emul_AdjustSpeed(int16_t delta);
+
+// Status indicators of the sample ring.
+constexpr uint8_t PSG_INDICATOR_RING_HIGH = 1;   // high when the audio side asked
+constexpr uint8_t PSG_INDICATOR_RING_FULL = 2;   // full when the emulation produced
+constexpr uint8_t PSG_INDICATOR_RING_LOW = 3;    // low when the audio side asked
+constexpr uint8_t PSG_INDICATOR_RING_EMPTY = 4;  // empty when the audio side asked
+// Raises the buffer-high (1, 2) or buffer-low (3, 4) indicator; other codes are ignored.
+void Emul_SetBufferIndicator(uint8_t code);

@@ -23,6 +23,9 @@ struct PSG_Shared {
 constexpr int PSG_CHANNELS = 3;
 constexpr int PSG_VOLUME_LEVELS = 16;
 constexpr uint32_t PSG_SAMPLE_RING_BYTES = 32768;  // 8192 frames of 4 bytes
+constexpr uint32_t PSG_FRAME_BYTES = 4;            // left then right, 16 bits each
+constexpr uint32_t PSG_FRAMES_PER_SECOND = 44100;
+constexpr uint32_t PSG_BLOCK_FRAMES = 1024;  // what the thread-driven engine makes per call
 constexpr uint32_t PSG_CORRECTION_AT_LIMIT = 0xFFFFFFFF;
 constexpr int16_t PSG_SPEED_RESET = 32767;
 
@@ -60,11 +63,14 @@ struct PSG_SoundState {
     PSG_Shared<uint16_t> scaledVolume[PSG_VOLUME_LEVELS];
 
     PSG_Shared<uint8_t> mute;
+    // Set by PSG_Init from the configuration, so the audio thread never reads the machine.
+    PSG_Shared<uint8_t> threadDriven;
 
     // Sample ring of the time-driven engine: the emulation thread writes frames and then
     // publishes the write position (release); the audio thread reads up to the position it
-    // acquired and then publishes its read position.
-    uint8_t sampleRing[PSG_SAMPLE_RING_BYTES]{};
+    // acquired and then publishes its read position. The bytes are atomic too: a machine
+    // reset moves both positions while the reader may still be copying.
+    PSG_Shared<uint8_t> sampleRing[PSG_SAMPLE_RING_BYTES];
     std::atomic<uint32_t> ringRead{0};
     std::atomic<uint32_t> ringWrite{0};
     uint32_t sampleAccumulator{};  // emulation thread only
@@ -88,3 +94,32 @@ void PSG_ClearChannel(PSG_Channel* channel);
 // Time-driven engine: advances tones, noise and envelope and produces samples into the
 // ring; called by PSG_Update when the time-driven engine is in use.
 void PSG_UpdateSound(uint8_t microseconds);
+// Advances the envelope by the elapsed microseconds (time-driven engine only).
+void PSG_UpdateEnvelope(uint8_t microseconds);
+// The current frame of the time-driven engine: left = A + B, right = B + C.
+void PSG_MixSample(int16_t* left, int16_t* right);
+// Thread-driven engine: FRAMES frames from the channel frequencies into BUFFER (4 bytes
+// each); nothing at all while muted.
+void PSG_SynthesizeBlock(uint8_t* buffer, uint32_t frames);
+// Takes up to SIZE bytes out of the sample ring; reports the ring's level as speed
+// correction and indicators. Returns the bytes copied.
+uint32_t PSG_ReadRing(uint8_t* buffer, uint32_t size);
+
+// The mixer rule of one channel: +amplitude while its enabled tone or its enabled noise
+// is high, -amplitude otherwise (so a channel with nothing enabled holds -amplitude). A
+// stopped tone (period or frequency 0) counts as high.
+inline int PSG_ChannelValue(uint16_t amplitude, bool toneEnabled, bool toneHigh, bool noiseEnabled,
+                            bool noiseHigh) {
+    bool on = (toneEnabled && toneHigh) || (noiseEnabled && noiseHigh);
+    return on ? amplitude : -static_cast<int>(amplitude);
+}
+
+// The noise step both engines share: the output flips when bit 0 of the shift register is
+// set, then the register shifts left and takes the feedback once its bit 31 is set.
+inline void PSG_StepNoise(uint32_t* shiftRegister, uint16_t* output) {
+    uint32_t value = *shiftRegister;
+    if (value & 1) *output ^= 1;
+    value <<= 1;
+    if (value & 0x80000000u) value ^= 0x08000001u;
+    *shiftRegister = value;
+}

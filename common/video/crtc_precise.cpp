@@ -10,7 +10,6 @@
 #include "common/xtools/xtools.h"
 
 namespace {
-constexpr uint8_t kGaInterruptLines = 52;
 constexpr uint8_t kGaHsyncDelay = 2;  // CRTC HSYNC start to the Gate Array's HSYNC
 constexpr uint8_t kGaVsyncDelay = 2;  // HSYNCs from VSYNC start to the counter resync
 constexpr uint8_t kMaxModeChangeDelay = 4;
@@ -18,7 +17,6 @@ constexpr uint16_t kFrameEndLines = 26;     // CRTC lines from VSYNC start to fr
 constexpr uint16_t kMinMonitorLines = 272;  // fewer lines and the monitor keeps the frame
 constexpr int16_t kMinLineTime = 60;        // an HSYNC sooner than this starts no line
 constexpr uint8_t kPpiVsync = 0x01;
-constexpr uint8_t kFirstReadableRegister = 12;
 
 inline CRTC_State& Crtc() {
     return g_Machine.crtc;
@@ -113,8 +111,10 @@ void CRTC_ClearResetState(CRTC_State* crtc) {
 
 void CRTC_Init(uint8_t type) {
     g_Machine.crtcType.store(type, std::memory_order_relaxed);
-    // The line-based variant is not written yet: both speed modes run the precise one.
-    CRTC_InstallBest();
+    if (g_Machine.Type & CPC_TYPE_FAST_CRTC)
+        CRTC_InstallFast();
+    else
+        CRTC_InstallBest();
 }
 
 void CRTC_InstallBest() {
@@ -123,15 +123,7 @@ void CRTC_InstallBest() {
 
 void CRTC_Reset_best() {
     CRTC_State& c = Crtc();
-    c.R[0] = 63;
-    c.R[1] = 40;
-    c.R[2] = 46;
-    c.R[3] = 0x8E;
-    c.R[4] = 38;
-    c.R[6] = 25;
-    c.R[7] = 30;
-    c.R[9] = 7;
-    c.R[12] = 0x30;
+    CRTC_LoadResetRegisters(&c);
     c.VCC = 0;
     c.HCC = 0;
     c.RA = 0;
@@ -170,24 +162,7 @@ void CRTC_out_best(uint8_t index, uint8_t value) {
 }
 
 uint8_t CRTC_in_best(uint8_t index) {
-    const CRTC_State& c = Crtc();
-    unsigned port = 0xBCu + (index & 3);
-    switch (index & 3) {
-        case 0:
-        case 1:
-            XT_Trace("CRTC_in_best(): Reading Write only port %02Xxx, returning 0.", port);
-            return 0;
-        case 2: XT_Trace("CRTC_in_best(): Reading port %02Xxx, returning 0.", port); return 0;
-        default: break;
-    }
-    uint8_t reg = c.selectedRegister;
-    if (reg >= kFirstReadableRegister && reg < CRTC_REGISTER_COUNT) {
-        XT_Trace("CRTC_in_best(): %02Xxx, %02X.", port, c.R[reg]);
-        return c.R[reg];
-    }
-    XT_Trace("CRTC_in_best(): Reading port %02Xxx, selected register (%d) Write Only, returning 0.",
-             port, reg);
-    return 0;
+    return CRTC_ReadPort("CRTC_in_best", index, false);
 }
 
 void CRTC_Tick_best(uint8_t microseconds) {
@@ -218,21 +193,9 @@ void CRTC_HSyncStart() {
 }
 
 void GA_CountLine() {
-    GA_State& ga = g_Machine.ga;
-    CRTC_State& c = Crtc();
-    bool interrupt = false;
-    ++ga.intLineCounter;
-    if (c.gaVsyncDelay && --c.gaVsyncDelay == 0) {
-        interrupt = (ga.intLineCounter & 0x20) != 0;
-        ga.intLineCounter = 0;
-    }
-    if (ga.intLineCounter == kGaInterruptLines) {
-        ga.intLineCounter = 0;
-        interrupt = true;
-    }
-    if (interrupt) {
-        ga.intPending = 1;
-        c.gaVsyncDelay = 0;
+    if (GA_StepLineCounter()) {
+        g_Machine.ga.intPending = 1;
+        Crtc().gaVsyncDelay = 0;
     }
 }
 

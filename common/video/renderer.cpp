@@ -2,6 +2,7 @@
 // the horizontal offset x 16 at each monitor line; only x in 0-767 reaches the row.
 #include "common/video/renderer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 
@@ -139,6 +140,46 @@ inline uint64_t DecodeByte(uint8_t byte, uint8_t mode, const uint8_t* inks) {
     }
 }
 
+// Decoded screen bytes for the mode and pen inks of the last use. An entry is good while
+// its stamp is the current one; a change of mode or of any pen ink moves the stamp on,
+// so entries are decoded again as bytes come up, however often the inks change.
+struct DecodedByte {
+    uint64_t pixels;
+    uint32_t stamp;
+};
+DecodedByte g_decoded[256];
+uint32_t g_decodeStamp = 1;
+uint8_t g_decodeMode = 0xFF;  // none yet
+uint8_t g_decodeInks[16];
+
+__attribute__((noinline)) void ChangeDecodeKey(uint8_t mode, const uint8_t* inks) {
+    g_decodeMode = mode;
+    std::memcpy(g_decodeInks, inks, sizeof g_decodeInks);
+    if (++g_decodeStamp == 0) {  // after a wrap no old entry may pass for a new one
+        for (DecodedByte& entry : g_decoded) entry.stamp = 0;
+        g_decodeStamp = 1;
+    }
+}
+
+inline void UseDecodeKey(uint8_t mode, const uint8_t* inks) {
+    if (mode != g_decodeMode || std::memcmp(inks, g_decodeInks, sizeof g_decodeInks) != 0)
+        ChangeDecodeKey(mode, inks);
+}
+
+__attribute__((noinline)) uint64_t DecodeIntoTable(uint8_t byte, uint8_t mode,
+                                                   const uint8_t* inks) {
+    DecodedByte& entry = g_decoded[byte];
+    entry.pixels = DecodeByte(byte, mode, inks);
+    entry.stamp = g_decodeStamp;
+    return entry.pixels;
+}
+
+// DecodeByte through the table; UseDecodeKey has been given the same mode and inks.
+inline uint64_t Decoded(uint8_t byte, uint8_t mode, const uint8_t* inks) {
+    const DecodedByte& entry = g_decoded[byte];
+    return entry.stamp == g_decodeStamp ? entry.pixels : DecodeIntoTable(byte, mode, inks);
+}
+
 inline int32_t LineStartX() {
     return int32_t{g_Machine.horizontalOffset.load(std::memory_order_relaxed)} * 16;
 }
@@ -159,6 +200,22 @@ inline void FillBorder(LineCursor& cursor, uint8_t ink, int32_t count) {
     if (count <= 0) return;
     std::memset(cursor.dest, ink, static_cast<size_t>(count));
     cursor.dest += count;
+}
+
+// A character that is only partly on the row, pixel by pixel.
+__attribute__((noinline)) void DrawCharAtEdge(const uint8_t* videoBytes) {
+    // A local cursor: the pixel stores could otherwise alias it and force reloads.
+    LineCursor line = g_renderer.line;
+    const uint8_t* inks = g_Machine.ga.penInks;
+    if (!videoBytes) {
+        EmitRun(line, inks[kBorderInk], 16);
+    } else {
+        uint8_t mode = g_Machine.crtc.currentMode & 3;
+        UseDecodeKey(mode, inks);
+        EmitByte(line, Decoded(videoBytes[0], mode, inks));
+        EmitByte(line, Decoded(videoBytes[1], mode, inks));
+    }
+    g_renderer.line = line;
 }
 
 void MeasureSpeed() {
@@ -213,18 +270,35 @@ void PAL_BeginLine() {
 }
 
 void PAL_DrawChar(const uint8_t* videoBytes) {
-    if (g_renderer.frameSkipCounter || !g_renderer.line.dest) return;
-    // A local cursor: the pixel stores could otherwise alias it and force reloads.
-    LineCursor line = g_renderer.line;
-    const uint8_t* inks = g_Machine.ga.penInks;
-    if (!videoBytes) {
-        EmitRun(line, inks[kBorderInk], 16);
-    } else {
-        uint8_t mode = g_Machine.crtc.currentMode;
-        EmitByte(line, DecodeByte(videoBytes[0], mode, inks));
-        EmitByte(line, DecodeByte(videoBytes[1], mode, inks));
+    LineCursor& line = g_renderer.line;
+    if (g_renderer.frameSkipCounter || !line.dest) return;
+    // The usual cases cost least: a character wholly left of the row drops its pixels, one
+    // wholly on the row is stored whole.
+    int32_t x = line.x;
+    if (x + 16 < 0) {
+        line.x = x + 16;
+        return;
     }
-    g_renderer.line = line;
+    if (x >= PAL_SCREEN_WIDTH - 1) {  // past the right edge, where x stops
+        line.x = PAL_SCREEN_WIDTH > x ? PAL_SCREEN_WIDTH : x;
+        return;
+    }
+    if (!RunFullyShown(line, 16)) {
+        DrawCharAtEdge(videoBytes);
+        return;
+    }
+    const uint8_t* inks = g_Machine.ga.penInks;
+    uint8_t* dest = line.dest;
+    if (!videoBytes) {
+        std::memset(dest, inks[kBorderInk], 16);
+    } else {
+        uint8_t mode = g_Machine.crtc.currentMode & 3;
+        UseDecodeKey(mode, inks);
+        StorePixels(dest, Decoded(videoBytes[0], mode, inks));
+        StorePixels(dest + 8, Decoded(videoBytes[1], mode, inks));
+    }
+    line.dest = dest + 16;
+    line.x = x + 16;
 }
 
 void PAL_DrawSync() {
@@ -260,6 +334,8 @@ void PAL_DrawLine(const uint8_t* ramBlock, uint16_t address, uint16_t monitorLin
         return;
     }
 
+    mode &= 3;
+    UseDecodeKey(mode, inks);
     uint16_t index = address & kLineByteMask;
     const uint8_t* data = ramBlock + (address & 0x3800);  // stays inside the 16 KB block
     LineCursor cursor{LineStartX(), row, row + PAL_SCREEN_WIDTH};
@@ -279,13 +355,31 @@ void PAL_DrawLine(const uint8_t* ramBlock, uint16_t address, uint16_t monitorLin
 
     // A count wrapped below zero means "to the right edge": once no pixel can show, the
     // remaining bytes only push x past the edge.
-    for (; count; --count) {
+    while (count) {
         if (cursor.x >= PAL_SCREEN_WIDTH - 1) {
             cursor.x = PAL_SCREEN_WIDTH;
             break;
         }
-        EmitByte(cursor, DecodeByte(data[index], mode, inks));
-        index = (index + 1) & kLineByteMask;
+        // The bytes whose 8 pixels all land on the row go straight in.
+        uint32_t whole = 0;
+        if (cursor.x >= -1) {
+            whole = std::min<uint32_t>({count,
+                                        static_cast<uint32_t>(PAL_SCREEN_WIDTH - 1 - cursor.x) / 8,
+                                        static_cast<uint32_t>(cursor.end - cursor.dest) / 8});
+        }
+        if (whole == 0) {
+            EmitByte(cursor, Decoded(data[index], mode, inks));
+            index = (index + 1) & kLineByteMask;
+            --count;
+            continue;
+        }
+        for (uint32_t i = 0; i < whole; ++i) {
+            StorePixels(cursor.dest + 8 * i, Decoded(data[index], mode, inks));
+            index = (index + 1) & kLineByteMask;
+        }
+        cursor.dest += 8 * whole;
+        cursor.x += static_cast<int32_t>(8 * whole);
+        count = static_cast<uint16_t>(count - whole);
     }
 
     if (rBorder > 0 && cursor.x < PAL_SCREEN_WIDTH) {

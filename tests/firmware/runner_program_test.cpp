@@ -12,6 +12,7 @@
 #include "dsk_writer.h"
 #include "firmware_support.h"
 #include "platform/ini_profile.h"
+#include "sound_analysis.h"
 
 namespace {
 
@@ -96,10 +97,12 @@ TEST(RunnerProgram, HelpAndBadUsage) {
     Result help = RunProgram("--help");
     EXPECT_EQ(help.code, 0);
     for (const char* option :
-         {"--model", "--roms", "--crtc", "--realtime", "--keep-going", "--run-ms", "--until-text",
-          "--until-stop", "--timeout-ms", "--type", "--monitor", "--monitor-script", "--screenshot",
-          "--screen-text", "--dump-monitor", "--bench", "--disk-a", "--disk-b", "--settings",
-           "--autorun"})
+         {"--model",      "--roms",        "--crtc",         "--realtime",
+          "--keep-going", "--run-ms",      "--until-text",   "--until-stop",
+          "--timeout-ms", "--type",        "--monitor",      "--monitor-script",
+          "--screenshot", "--screen-text", "--dump-monitor", "--bench",
+          "--disk-a",     "--disk-b",      "--settings",     "--autorun",
+          "--fast",       "--wav"})
         EXPECT_NE(help.out.find(option), std::string::npos) << option;
     EXPECT_EQ(RunProgram("--model 128").code, 1);  // what else is bad: the runner's unit tests
     Result late = RunProgram("--run-ms 5 --model 464");
@@ -225,4 +228,19 @@ TEST(RunnerProgram, DisksAndSettings) {
     EXPECT_NE(screen.out.find("RUN\"HELLO\"\nDISK OK\nLINE 20"), std::string::npos) << screen.out;
     std::remove(disk.c_str());
     std::remove(settings.c_str());
+}
+
+TEST(RunnerProgram, WavFile) {
+    if (!FirmwarePresent()) GTEST_SKIP() << "no firmware images in " << FirmwareDirectory();
+    const std::string machine = "--model 464 --fast --roms " + FirmwareDirectory() + " --no-trace ";
+    TempFolder folder;
+    Result made =
+        RunProgram(machine + "--run-ms 100 --wav " + folder.File("a.wav") + " --run-ms 1000");
+    EXPECT_EQ(made.code, 0) << made.err;
+    WavSamples wav;
+    EXPECT_TRUE(ReadWav(folder.File("a.wav"), wav));
+    // Six buffers of silence queued at the start, then one refill for each buffer played:
+    // 43 in a second.
+    EXPECT_EQ(wav.left.size(), 6 * 1024 + 43 * 1024u);
+    EXPECT_EQ(RunProgram(machine + "--wav /nonexistent/brallivane.wav --run-ms 10").code, 1);
 }

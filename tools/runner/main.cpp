@@ -4,10 +4,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "common/host_services.h"
 #include "common/machine/emulation.h"
+#include "common/machine/machine.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
 #include "platform/settings_path.h"
@@ -15,6 +17,7 @@
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
 #include "tools/runner/screenshot.h"
+#include "tools/runner/wav_capture.h"
 
 namespace {
 
@@ -82,8 +85,34 @@ int RunMonitor(RunnerMachine& machine, const std::string& line, bool script) {
     return EXIT_DONE;
 }
 
+// The WAV file being written. Opened and closed while the machine is held; the emulation
+// thread advances it at the end of every slice.
+WavCapture* g_Wav = nullptr;
+
+void AdvanceWav(uint32_t microseconds) {
+    if (g_Wav) WavCapture_Advance(*g_Wav, microseconds);
+}
+
+// Ends the WAV file being written, if any; an exit code.
+int CloseWav(WavCapture& capture) {
+    std::string error;
+    if (!WavCapture_Close(capture, error)) return Fail(error, EXIT_BAD_USAGE);
+    return EXIT_DONE;
+}
+
+int StartWav(WavCapture& capture, const std::string& path) {
+    if (CloseWav(capture) != EXIT_DONE) return EXIT_BAD_USAGE;
+    std::string error;
+    if (!WavCapture_Open(capture, path, error)) return Fail(error, EXIT_BAD_USAGE);
+    if (!g_Wav) {
+        g_Wav = &capture;
+        Runner_AddSliceListener(AdvanceWav);
+    }
+    return EXIT_DONE;
+}
+
 // Runs one action; returns an exit code, EXIT_DONE to go on.
-int RunAction(RunnerMachine& machine, const RunnerAction& action) {
+int RunAction(RunnerMachine& machine, const RunnerAction& action, WavCapture& wav) {
     const uint64_t limit = action.milliseconds * MICROSECONDS_PER_MILLISECOND;
     switch (action.kind) {
         case RunnerActionKind::RunMs: return AfterRun(machine, Runner_Run(machine, limit), "");
@@ -122,6 +151,7 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action) {
             }
             return EXIT_DONE;
         }
+        case RunnerActionKind::Wav: return StartWav(wav, action.text);
         case RunnerActionKind::ScreenText:
             for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
             return EXIT_DONE;
@@ -161,8 +191,8 @@ int main(int argc, char** argv) {
     machine.keepGoing = options.keepGoing;
     machine.realtime = options.realtime;
     machine.keepFrames = WantsFrames(options);
-    if (!Runner_StartMachine(machine, options.type, options.crtcType, options.romDirectory,
-                             error)) {
+    uint8_t type = options.fast ? (options.type | CPC_TYPE_SPEED_BITS) : options.type;
+    if (!Runner_StartMachine(machine, type, options.crtcType, options.romDirectory, error)) {
         return Fail(error, EXIT_NO_MACHINE);
     }
     for (int drive = 0; drive < 2; ++drive) {
@@ -182,11 +212,14 @@ int main(int argc, char** argv) {
     auto hostStart = std::chrono::steady_clock::now();
     uint64_t emulatedStart = Runner_Elapsed(machine);
     int code = EXIT_DONE;
+    auto wav = std::make_unique<WavCapture>();
     for (const RunnerAction& action : options.actions) {
-        code = RunAction(machine, action);
+        code = RunAction(machine, action, *wav);
         if (code == EXIT_DONE && !OutputWritten()) code = OutputFailed();
         if (code != EXIT_DONE) break;
     }
+    int wavCode = CloseWav(*wav);
+    if (code == EXIT_DONE) code = wavCode;
     auto hostMilliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
                                 std::chrono::steady_clock::now() - hostStart)
                                 .count();

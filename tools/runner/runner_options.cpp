@@ -31,6 +31,12 @@ const char* const HELP_TEXT =
     "Machine options (before the actions):\n"
     "  --model 464|464fdi|664|6128  machine (default 6128)\n"
     "  --crtc 0|1                   CRTC type (default 1)\n"
+    "  --fast                       the \"Fastest\" speed mode: the line-based CRTC and\n"
+    "                               the thread-driven sound engine, which computes sound\n"
+    "                               when the audio side asks for it (hardware envelopes\n"
+    "                               hold their start level). Without it, \"Best\": the\n"
+    "                               precise CRTC and the time-driven sound engine, which\n"
+    "                               produces sound with the emulated time\n"
     "  --roms DIR                   folder holding CPC464.rom, CPC664.rom, CPC6128.rom\n"
     "                               and amsdos.rom (default ../ROM/)\n"
     "  --disk-a FILE, --disk-b FILE disk image for drive A or B, standard or extended\n"
@@ -82,6 +88,9 @@ const char* const HELP_TEXT =
     "                               is BASIC or binary by its AMSDOS header; a file\n"
     "                               without one is ASCII BASIC when named .BAS or\n"
     "                               without extension, else not a program\n"
+    "  --wav FILE                   from here on, write what a listener would hear to\n"
+    "                               FILE (WAV, 44100 Hz, 16-bit stereo), taking the sound\n"
+    "                               out at the real-time rate as the audio device does\n"
     "  --dump-monitor               print the monitor's 75 x 41 console (a byte that is\n"
     "                               not printable ASCII shows as '?')\n"
     "\n"
@@ -93,7 +102,8 @@ const char* const HELP_TEXT =
     "Between actions the machine is held, so results never depend on the host's speed.\n"
     "\n"
     "Exit codes: 0 done, 1 bad usage or input (a disk image that cannot be loaded, or\n"
-    "standard output that cannot be written), 2 the machine could not start (for example a ROM file is missing), 3 a\n"
+    "standard output that cannot be written), 2 the machine could not start (for example a ROM "
+    "file is missing), 3 a\n"
     "wait ran out of time (a text not seen, no stop, keys not taken in).\n";
 
 enum class OptionRole {
@@ -211,6 +221,8 @@ const OptionRow OPTIONS[] = {
     {"--disk-b", OptionRole::Machine, true,
      [](RunnerOptions& o, const std::string& v, std::string& e) { return ApplyDisk(o, 1, v, e); }},
     {"--settings", OptionRole::Machine, true, ApplySettings},
+    {"--fast", OptionRole::Machine, false,
+     [](RunnerOptions& o, const std::string&, std::string&) { return o.fast = true; }},
     {"--realtime", OptionRole::Machine, false,
      [](RunnerOptions& o, const std::string&, std::string&) { return o.realtime = true; }},
     {"--keep-going", OptionRole::Machine, false,
@@ -286,6 +298,12 @@ const OptionRow OPTIONS[] = {
     {"--autorun", OptionRole::Action, false,
      [](RunnerOptions& o, const std::string&, std::string&) {
          AddAction(o, RunnerActionKind::Autorun, o.timeoutMs);
+         return true;
+     }},
+    {"--wav", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!NonEmpty("--wav", v, "a file name", e)) return false;
+         AddAction(o, RunnerActionKind::Wav, 0, v);
          return true;
      }},
     {"--dump-monitor", OptionRole::Action, false,

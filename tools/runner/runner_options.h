@@ -17,6 +17,7 @@ enum class RunnerActionKind {
     ScreenText,
     DumpMonitor,
     Autorun,
+    Wav,
 };
 
 struct RunnerAction {
@@ -31,6 +32,7 @@ struct RunnerOptions {
     uint8_t type = 0xC2;  // configuration byte of the machine (6128)
     uint8_t crtcType = 1;
     std::string romDirectory = "../ROM/";
+    bool fast = false;  // "Fastest": line-based CRTC and thread-driven sound (CPC_TYPE_SPEED_BITS)
     bool realtime = false;
     bool keepGoing = false;
     std::string disks[2];      // --disk-a, --disk-b: names for the drive slots, empty for none

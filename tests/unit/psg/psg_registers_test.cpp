@@ -6,11 +6,6 @@
 
 namespace {
 using PsgRegisters = PsgTest;
-
-void WriteRegister(uint8_t reg, uint8_t value) {
-    PSG_Select(reg);
-    PSG_Write(value);
-}
 }  // namespace
 
 TEST_F(PsgRegisters, PeriodsOfTheTimeDrivenEngine) {

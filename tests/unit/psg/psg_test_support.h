@@ -30,6 +30,12 @@ using Keys = std::vector<QueuedKey>;
 using Records = std::vector<std::string>;
 constexpr QueuedKey ShiftDown{2, 0x20, true}, ShiftUp{2, 0x20, false};
 
+// A register write through the PSG bus, as the PPI makes it.
+inline void WriteRegister(uint8_t reg, uint8_t value) {
+    PSG_Select(reg);
+    PSG_Write(value);
+}
+
 class PsgTest : public ::testing::Test {
    protected:
     void SetUp() override {

@@ -21,14 +21,14 @@ RunnerParseResult Parse(std::vector<const char*> args, RunnerOptions& options) {
 
 TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     RunnerOptions options;
-    ASSERT_EQ(Parse({"--model",       "464fdi",     "--crtc",           "0",
-                     "--roms",        "/x/roms",    "--realtime",       "--keep-going",
-                     "--bench",       "--no-trace", "--until-text",     "Ready",
-                     "--timeout-ms",  "500",        "--type",           "run\\n",
-                     "--until-text",  "Bye",        "--run-ms",         "20",
-                     "--screenshot",  "a.png",      "--screen-text",    "--until-stop",
-                     "--monitor",     "BR 0038",    "--monitor-script", "s.txt",
-                     "--dump-monitor"},
+    ASSERT_EQ(Parse({"--model",      "464fdi",         "--crtc",     "0",
+                     "--roms",       "/x/roms",        "--fast",     "--realtime",
+                     "--keep-going", "--bench",        "--no-trace", "--until-text",
+                     "Ready",        "--timeout-ms",   "500",        "--type",
+                     "run\\n",       "--until-text",   "Bye",        "--run-ms",
+                     "20",           "--screenshot",   "a.png",      "--screen-text",
+                     "--until-stop", "--monitor",      "BR 0038",    "--monitor-script",
+                     "s.txt",        "--dump-monitor", "--wav",      "b.wav"},
                     options),
               RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
@@ -38,14 +38,21 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     EXPECT_FALSE(options.trace);
     EXPECT_TRUE(options.realtime);
     EXPECT_TRUE(options.keepGoing);
+    EXPECT_TRUE(options.fast);
     // Kind, time (limits for UntilText: 30 s until --timeout-ms changes it), text.
     using K = RunnerActionKind;
     const std::vector<std::tuple<K, uint64_t, std::string>> expected = {
-        {K::UntilText, 30000, "Ready"}, {K::Type, 0, "run\\n"},
-        {K::UntilText, 500, "Bye"},     {K::RunMs, 20, ""},
-        {K::Screenshot, 0, "a.png"},    {K::ScreenText, 0, ""},
-        {K::UntilStop, 500, ""},        {K::Monitor, 0, "BR 0038"},
-        {K::MonitorScript, 0, "s.txt"}, {K::DumpMonitor, 0, ""}};
+        {K::UntilText, 30000, "Ready"},
+        {K::Type, 0, "run\\n"},
+        {K::UntilText, 500, "Bye"},
+        {K::RunMs, 20, ""},
+        {K::Screenshot, 0, "a.png"},
+        {K::ScreenText, 0, ""},
+        {K::UntilStop, 500, ""},
+        {K::Monitor, 0, "BR 0038"},
+        {K::MonitorScript, 0, "s.txt"},
+        {K::DumpMonitor, 0, ""},
+        {K::Wav, 0, "b.wav"}};
     ASSERT_EQ(options.actions.size(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         auto [kind, ms, text] = expected[i];

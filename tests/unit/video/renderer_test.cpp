@@ -57,6 +57,16 @@ TEST_F(Renderer, EveryBitOfAScreenByteByMode) {
         PAL_DrawChar(nullptr);
         EXPECT_EQ(Count(0, 0, 16, kBorderInk), 16) << "mode " << int(mode);
     }
+    // A new ink shows from the next character on, in whole lines too.
+    const uint8_t bytes[2] = {0x80, 0x80};
+    g_Machine.ga.penInks[1] = 3;
+    BeginRow0(2);
+    PAL_DrawChar(bytes);
+    EXPECT_EQ(Row(0)[0], 3);
+    FastGeometry(1, 0, 0);
+    g_Machine.ga.penInks[1] = 5;
+    PAL_DrawLine(bytes, 0, PAL_FIRST_SHOWN_LINE, 2);
+    EXPECT_EQ(Row(0)[0], 5);
 }
 
 // Blue, green and red of each hardware colour as 0 (0x00), 1 (0x7F) or 2 (0xFF).

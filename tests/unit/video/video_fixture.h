@@ -81,6 +81,32 @@ class VideoTest : public ::testing::Test {
     }
 
     bool VsyncActive() const { return g_Machine.ppi.portB & 1; }
+    // Runs to the next VSYNC start; returns the microsecond it happened at.
+    uint64_t RunToVsyncStart() {
+        bool was = VsyncActive();
+        RunUntil([&] {
+            bool rising = VsyncActive() && !was;
+            was = VsyncActive();
+            return rising;
+        });
+        return now_;
+    }
+    // Every row holds the ink of pen 1 in columns left to right of rows top to bottom,
+    // the border ink elsewhere, and black in the never-written half.
+    void ExpectDisplayArea(int top, int bottom, int left, int right) {
+        int wrong = 0;
+        for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
+            bool display = row >= top && row <= bottom;
+            for (int x = 0; x < PAL_FRAME_ROW_BYTES; ++x) {
+                uint8_t expected = x >= PAL_SCREEN_WIDTH                ? PAL_BLACK
+                                   : display && x >= left && x <= right ? kInkOfPen0 + 1
+                                                                        : kBorderInk;
+                if (Row(row)[x] != expected && wrong++ < 5)
+                    ADD_FAILURE() << "row " << row << " x " << x << ": " << int(Row(row)[x]);
+            }
+        }
+        EXPECT_EQ(wrong, 0);
+    }
     uint8_t* Row(int row) { return frame_.data() + size_t{PAL_FRAME_ROW_BYTES} * row; }
     bool AllBlack(const uint8_t* from, const uint8_t* to) const {
         return std::all_of(from, to, [](uint8_t b) { return b == PAL_BLACK; });

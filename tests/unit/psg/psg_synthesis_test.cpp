@@ -1,0 +1,192 @@
+// Both sound engines from register writes to samples: the envelope shapes, the mixer, the
+// sample ring with its feedback, and the thread-driven engine's blocks. Tone frequencies
+// are measured on the real firmware (firmware/sound_test.cpp).
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include "common/sound/psg_sound_state.h"
+#include "psg_test_support.h"
+
+namespace {
+
+using Frame = std::pair<int16_t, int16_t>;
+
+// Frames as the audio side receives them: left then right, low byte first.
+std::vector<Frame> Frames(const uint8_t* bytes, size_t count) {
+    std::vector<Frame> frames;
+    for (size_t at = 0; at + 4 <= count; at += 4)
+        frames.push_back({static_cast<int16_t>(bytes[at] | bytes[at + 1] << 8),
+                          static_cast<int16_t>(bytes[at + 2] | bytes[at + 3] << 8)});
+    return frames;
+}
+
+class PsgSynthesis : public PsgTest {
+   protected:
+    void SetUp() override {
+        PsgTest::SetUp();
+        PSG_Unmute();
+        Emul_AdjustSpeed(PSG_SPEED_RESET);
+        g_PsgSound.bufferHighIndicator = 0;
+        g_PsgSound.bufferLowIndicator = 0;
+    }
+    // One block of the thread-driven engine, or everything the ring holds.
+    static std::vector<Frame> TakeFrames() {
+        std::vector<uint8_t> bytes;
+        uint8_t buffer[4096];
+        while (uint32_t count = PSG_FillBuffer(buffer, sizeof buffer)) {
+            bytes.insert(bytes.end(), buffer, buffer + count);
+            if (g_PsgSound.threadDriven) break;
+        }
+        return Frames(bytes.data(), bytes.size());
+    }
+};
+
+}  // namespace
+
+TEST_F(PsgSynthesis, EnvelopeShapesStepOnceAPeriod) {
+    const std::string fall = "FEDCBA9876543210", rise = "0123456789ABCDEF";
+    const std::string low(16, '0'), high(16, 'F');
+    // Levels after the restart and after each of the next 47 periods.
+    const std::string expected[16] = {
+        fall + low + low,   fall + low + low,   fall + low + low,   fall + low + low,
+        rise + low + low,   rise + low + low,   rise + low + low,   rise + low + low,
+        fall + fall + fall, fall + low + low,   fall + rise + fall, fall + high + high,
+        rise + rise + rise, rise + high + high, rise + fall + rise, rise + low + low};
+    WriteRegister(11, 1);  // 16 microseconds a step
+    WriteRegister(8, 0x10);
+    WriteRegister(9, 5);
+    for (uint8_t shape = 0; shape < 16; ++shape) {
+        WriteRegister(13, shape);
+        std::string levels;
+        for (int step = 0; step < 48; ++step, Run(16)) {
+            const uint16_t* level = std::find(PSG_BASE_VOLUME, PSG_BASE_VOLUME + PSG_VOLUME_LEVELS,
+                                              g_PsgSound.channels[0].amplitude);
+            levels += "0123456789ABCDEF"[level - PSG_BASE_VOLUME];  // NUL when none
+        }
+        EXPECT_EQ(levels, expected[shape]) << "shape " << int(shape);
+    }
+    EXPECT_EQ(g_PsgSound.channels[1].amplitude, PSG_BASE_VOLUME[5]) << "not in envelope mode";
+}
+
+TEST_F(PsgSynthesis, MixerGivesPlusOrMinusTheAmplitudeScaledByTheMaster) {
+    PSG_SetMasterVolume(12);
+    WriteRegister(7, 0x3F);  // nothing enabled: a channel with volume holds -amplitude
+    WriteRegister(9, 15);
+    Run(100);
+    for (Frame frame : TakeFrames()) EXPECT_EQ(frame, Frame(-2730, -2730));
+
+    WriteRegister(7, 0x1E);  // tone A with period 0 holds +amplitude; noise C with period 0 is off
+    WriteRegister(8, 15);
+    WriteRegister(10, 15);
+    Run(100);
+    for (Frame frame : TakeFrames()) EXPECT_EQ(frame, Frame(0, -5460));
+
+    PSG_SetMasterVolume(0);  // silent from the next volume write on
+    for (uint8_t reg : {8, 9, 10}) WriteRegister(reg, 15);
+    Run(100);
+    for (Frame frame : TakeFrames()) EXPECT_EQ(frame, Frame(0, 0));
+}
+
+TEST_F(PsgSynthesis, APeriodShorterThanTheStepTogglesEveryCall) {
+    WriteRegister(0, 1);  // 8 microseconds a half period
+    for (int call = 0; call < 4; ++call) {
+        uint8_t before = g_PsgSound.channels[0].toneOutput;
+        PSG_Update(12);
+        EXPECT_NE(g_PsgSound.channels[0].toneOutput, before);
+        EXPECT_LE(g_PsgSound.channels[0].counter, 8);
+    }
+}
+
+TEST_F(PsgSynthesis, RingLevelFeedbackAndCopy) {
+    for (uint32_t i = 0; i < PSG_SAMPLE_RING_BYTES; ++i)
+        g_PsgSound.sampleRing[i] = static_cast<uint8_t>(i * 7);
+    struct Case {
+        uint32_t read, write, size, copied, readAfter;
+        int correction;
+        uint8_t highBefore, high, low;
+    };
+    const Case cases[] = {
+        {100, 100, 4096, 0, 100, -15, 0, 0, 2},        // empty: low, then empty
+        {0, 30000, 4096, 4096, 4096, 5, 0, 1, 0},      // high
+        {0, 30000, 4096, 4096, 4096, 5, 2, 2, 0},      // a full mark stays
+        {30000, 10000, 4096, 4096, 1328, 0, 0, 0, 0},  // middle band; wraps round
+        {32000, 1000, 4096, 1768, 1000, -5, 0, 0, 1},  // low; all of it, wrapping
+        {32760, 0, 4096, 8, 0, -5, 0, 0, 1},           // up to the end of the ring
+    };
+    for (const Case& c : cases) {
+        Emul_AdjustSpeed(PSG_SPEED_RESET);
+        g_PsgSound.bufferHighIndicator = c.highBefore;
+        g_PsgSound.bufferLowIndicator = 0;
+        g_PsgSound.ringRead = c.read;
+        g_PsgSound.ringWrite = c.write;
+        uint8_t buffer[4096] = {};
+        EXPECT_EQ(PSG_FillBuffer(buffer, c.size), c.copied) << c.read;
+        EXPECT_EQ(g_PsgSound.ringRead, c.readAfter) << c.read;
+        EXPECT_EQ(g_PsgSound.speedCorrection, c.correction) << c.read;
+        EXPECT_EQ(g_PsgSound.bufferHighIndicator, c.high) << c.read;
+        EXPECT_EQ(g_PsgSound.bufferLowIndicator, c.low) << c.read;
+        for (uint32_t i = 0; i < c.copied; ++i)
+            ASSERT_EQ(buffer[i], static_cast<uint8_t>((c.read + i) % 32768 * 7)) << c.read;
+    }
+
+    // Room for two frames; 100 microseconds make four: the rest of the call is dropped and
+    // the phase stays where the third frame fell due (69 microseconds in).
+    Emul_AdjustSpeed(PSG_SPEED_RESET);
+    g_PsgSound.ringRead = 12;
+    g_PsgSound.ringWrite = 0;
+    PSG_Update(100);
+    EXPECT_EQ(g_PsgSound.ringWrite, 8u);
+    EXPECT_EQ(g_PsgSound.bufferHighIndicator, 2);
+    EXPECT_EQ(g_PsgSound.speedCorrection, 10);
+    EXPECT_EQ(g_PsgSound.sampleAccumulator, 69u * 44100 - 3000000);
+}
+
+TEST_F(PsgSynthesis, ThreadDrivenEngineBlocks) {
+    g_Machine.Type |= CPC_TYPE_THREAD_SOUND;
+    PSG_Init();
+    uint8_t buffer[4096];
+    std::memset(buffer, 0x5A, sizeof buffer);
+    PSG_Mute();
+    EXPECT_EQ(PSG_FillBuffer(buffer, sizeof buffer), 4096u);
+    EXPECT_TRUE(std::all_of(buffer, buffer + 4096, [](uint8_t b) { return b == 0x5A; }));
+    PSG_Unmute();
+    EXPECT_EQ(PSG_FillBuffer(buffer, 100), 100u) << "whole frames of a smaller buffer";
+    EXPECT_EQ(buffer[100], 0x5A);
+
+    // No envelope steps here: shape 0 holds its start level 15, shape 4 its level 0.
+    WriteRegister(7, 0x3E);  // tone A, period 0: +amplitude
+    WriteRegister(11, 1);
+    WriteRegister(8, 0x10);
+    for (auto [shape, value] : {std::pair<uint8_t, int16_t>{0, 10920}, {4, 0}}) {
+        WriteRegister(13, shape);
+        for (int block = 0; block < 10; ++block) {
+            std::vector<Frame> frames = TakeFrames();
+            ASSERT_EQ(frames.size(), 1024u);
+            for (Frame frame : frames) ASSERT_EQ(frame.first, value) << int(shape);
+        }
+    }
+}
+
+TEST_F(PsgSynthesis, TheRingPassesWholeFramesBetweenTwoThreads) {
+    WriteRegister(7, 0x3F);
+    WriteRegister(8, 15);  // every frame (-10920, 0), while volume writes go on
+    std::atomic<bool> done{false};
+    std::vector<uint8_t> taken;
+    std::thread audio([&] {
+        uint8_t buffer[4096];
+        while (!done.load() || g_PsgSound.ringRead != g_PsgSound.ringWrite) {
+            uint32_t bytes = PSG_FillBuffer(buffer, sizeof buffer);
+            taken.insert(taken.end(), buffer, buffer + bytes);
+        }
+    });
+    for (int i = 0; i < 2000; ++i) {
+        WriteRegister(8, 15);
+        Run(200);
+    }
+    done = true;
+    audio.join();
+    EXPECT_GT(taken.size(), 4000u);
+    for (Frame frame : Frames(taken.data(), taken.size())) ASSERT_EQ(frame, Frame(-10920, 0));
+}
