@@ -84,8 +84,8 @@ bool Win32_StartEmulation() {
 
 void Win32_StopEmulation() {
     EmulControl& control = g_Shell.control;
+    Win32_SndClose();  // also after a thread that ended on its own: the audio thread ends
     if (!control.ended.load(std::memory_order_acquire) && g_Shell.thread.joinable()) {
-        Win32_SndClose();
         PAL_ResetEvent(&g_Shell.stoppedEvent);
         control.stopRequest.store(1, std::memory_order_release);
         PAL_WaitEvent(&g_Shell.stoppedEvent);
