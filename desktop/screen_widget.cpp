@@ -75,6 +75,9 @@ void ScreenWidget::PaintStatus(QPainter& painter) {
     int right = width();
     StatusFields fields = Win32_StatusFields(zoom_, mouseX_, mouseY_);
     painter.fillRect(QRect(0, top, right, STATUS_HEIGHT), kStatusGrey);
+    QFont font = painter.font();
+    font.setPixelSize(STATUS_FONT_PIXELS);
+    painter.setFont(font);
     painter.setPen(Qt::black);
     painter.setBackgroundMode(Qt::OpaqueMode);
     painter.setBackground(kTextBackground);

@@ -6,6 +6,8 @@
 #include <string>
 
 constexpr int STATUS_HEIGHT = 20;
+// A small proportional font, so that the widest speed figure ends before the mouse field.
+constexpr int STATUS_FONT_PIXELS = 11;
 // Field positions in client pixels; they do not scale with the zoom.
 constexpr int STATUS_ICON_X = 4;
 constexpr int STATUS_SPEED_X = 24;

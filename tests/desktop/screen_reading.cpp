@@ -1,6 +1,8 @@
 // Pixel reading for the desktop tests.
 #include "screen_reading.h"
 
+#include "desktop/status_line.h"
+
 #include <QFontDatabase>
 #include <QFontMetrics>
 #include <QGuiApplication>
@@ -140,5 +142,7 @@ int StatusSpeed(const Capture& capture) {
 
 bool StatusShows(const Capture& capture, int x, const QString& text) {
     int top = capture.height - kStatusHeight + kStatusTextDown;
-    return ShowsDrawnText(capture, x, top, QGuiApplication::font(), text, false);
+    QFont font = QGuiApplication::font();
+    font.setPixelSize(STATUS_FONT_PIXELS);
+    return ShowsDrawnText(capture, x, top, font, text, false);
 }
