@@ -15,7 +15,9 @@
 #include "common/host_services.h"
 #include "common/machine/machine.h"
 #include "common/sound/psg_sound_state.h"
+#include "common/video/renderer.h"
 #include "desktop/audio_output.h"
+#include "desktop/frame_exchange.h"
 #include "desktop/status_line.h"
 #include "platform/ini_profile.h"
 #include "platform/memory_console.h"
@@ -214,6 +216,28 @@ TEST_F(Shell, AudioKeepsSixBuffersQueuedAndStopsRefillingWhenClosed) {
     Pause(100);
     EXPECT_EQ(Snd_GetStatus().refills, refills);
     EXPECT_FALSE(Snd_GetStatus().open);
+}
+
+TEST_F(Shell, CompleteFramesReachTheWindowSide) {
+    std::vector<uint8_t> frameBuffer(PAL_FRAME_BUFFER_SIZE, PAL_BLACK);
+    PAL_InitVideoTables();
+    PAL_SetFrameBuffer(frameBuffer.data());
+    Frame_Clear();
+    PAL_SetRepaintHandler([] { Frame_Publish(PAL_GetFrameBuffer()); });
+    StartRunning();
+    // The firmware paints its blue paper within the first frames.
+    bool painted = false;
+    for (int i = 0; i < 300 && !painted; ++i, Pause(10)) {
+        bool fresh = false;
+        const uint8_t* frame = Frame_Latest(&fresh);
+        painted = fresh && frame[PAL_FRAME_ROW_BYTES * 135 + 384] != PAL_BLACK;
+        EXPECT_EQ(frame[PAL_FRAME_ROW_BYTES * 135 + PAL_SCREEN_WIDTH], PAL_BLACK)
+            << "the odd rows stay black";
+    }
+    EXPECT_TRUE(painted);
+    Win32_StopEmulation();
+    PAL_SetRepaintHandler(nullptr);
+    PAL_SetFrameBuffer(nullptr);
 }
 
 }  // namespace
