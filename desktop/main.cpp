@@ -8,7 +8,9 @@
 #include <QApplication>
 #include <QGuiApplication>
 #include <QMessageBox>
-#include <vector>
+#include <algorithm>
+#include <memory>
+#include <new>
 
 #include "common/host_console.h"
 #include "common/host_services.h"
@@ -83,8 +85,13 @@ int main(int argc, char** argv) {
     PAL_InitSettingsPath();
     Shell_ReadSettings();
 
-    std::vector<uint8_t> frameBuffer(PAL_FRAME_BUFFER_SIZE, PAL_BLACK);
-    PAL_SetFrameBuffer(frameBuffer.data());
+    std::unique_ptr<uint8_t[]> frameBuffer(new (std::nothrow) uint8_t[PAL_FRAME_BUFFER_SIZE]);
+    if (!frameBuffer) {
+        QMessageBox::critical(nullptr, SHELL_TITLE, "Initialization failed");
+        return 1;
+    }
+    std::fill_n(frameBuffer.get(), PAL_FRAME_BUFFER_SIZE, PAL_BLACK);
+    PAL_SetFrameBuffer(frameBuffer.get());
 
     xcb_connection_t* connection = X11Connection();
     std::unique_ptr<KeymapWatch> keymapWatch;

@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <string>
+#include <system_error>
 
 #include "common/host_services.h"
 #include "common/machine/machine.h"
@@ -67,7 +68,15 @@ bool Win32_StartEmulation() {
     control.paused.store(0);
     control.stopRequest.store(0);
     if (g_Shell.thread.joinable()) g_Shell.thread.join();  // one that ended on its own
-    g_Shell.thread = std::thread(Emul_ThreadMain, &control);
+    try {
+        g_Shell.thread = std::thread(Emul_ThreadMain, &control);
+    } catch (const std::system_error&) {
+        // No thread: reported as a machine that could not start.
+        g_startProblem = "the emulation thread could not be created";
+        g_Shell.ui.showMessage("Unable to start the Emulation.", SHELL_CAPTION,
+                               ShellMessage::Error);
+        return false;
+    }
     PAL_WaitEvent(&g_Shell.startedEvent);
     if (control.ended.load(std::memory_order_acquire)) {
         PAL_WaitEvent(&g_Shell.stoppedEvent);

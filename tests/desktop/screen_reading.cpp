@@ -1,8 +1,6 @@
 // Pixel reading for the desktop tests.
 #include "screen_reading.h"
 
-#include "desktop/status_line.h"
-
 #include <QFontDatabase>
 #include <QFontMetrics>
 #include <QGuiApplication>
@@ -12,6 +10,8 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+
+#include "desktop/status_line.h"
 
 namespace {
 
