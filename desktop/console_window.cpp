@@ -16,7 +16,7 @@ const QColor kText(192, 192, 192);
 }  // namespace
 
 ConsoleWindow::ConsoleWindow() {
-    operations_ = {this, Open, GetCursor, SetCursor, Write, KeyWaiting, ReadKey};
+    grid_.SetChangeObserver(Changed, this);
     setWindowTitle(kTitle);
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     font.setStyleHint(QFont::Monospace);
@@ -30,56 +30,23 @@ ConsoleWindow::ConsoleWindow() {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
-void ConsoleWindow::Changed() {
-    if (!repaintPending_.exchange(true, std::memory_order_acq_rel)) {
+void ConsoleWindow::Changed(void* context) {
+    auto* self = static_cast<ConsoleWindow*>(context);
+    if (!self->repaintPending_.exchange(true, std::memory_order_acq_rel))
         QMetaObject::invokeMethod(
-            this,
-            [this] {
-                repaintPending_.store(false, std::memory_order_release);
-                update();
-            },
-            Qt::QueuedConnection);
+            self, [self] { self->Refresh(); }, Qt::QueuedConnection);
+}
+
+void ConsoleWindow::Refresh() {
+    repaintPending_.store(false, std::memory_order_release);
+    if (!shown_ && grid_.Opened()) {
+        // The monitor has created its console: the window comes to the front.
+        shown_ = true;
+        show();
+        raise();
+        activateWindow();
     }
-}
-
-void ConsoleWindow::Open(void* context) {
-    auto* self = static_cast<ConsoleWindow*>(context);
-    QMetaObject::invokeMethod(
-        self,
-        [self] {
-            self->show();
-            self->raise();
-            self->activateWindow();
-        },
-        Qt::QueuedConnection);
-}
-
-void ConsoleWindow::GetCursor(void* context, int* column, int* row) {
-    static_cast<ConsoleWindow*>(context)->grid_.Cursor(column, row);
-}
-
-void ConsoleWindow::SetCursor(void* context, int column, int row) {
-    auto* self = static_cast<ConsoleWindow*>(context);
-    const PAL_ConsoleOperations* grid = self->grid_.Operations();
-    grid->setCursor(grid->context, column, row);
-    self->Changed();
-}
-
-void ConsoleWindow::Write(void* context, const char* text) {
-    auto* self = static_cast<ConsoleWindow*>(context);
-    const PAL_ConsoleOperations* grid = self->grid_.Operations();
-    grid->write(grid->context, text);
-    self->Changed();
-}
-
-bool ConsoleWindow::KeyWaiting(void* context) {
-    const PAL_ConsoleOperations* grid = static_cast<ConsoleWindow*>(context)->grid_.Operations();
-    return grid->keyWaiting(grid->context);
-}
-
-uint8_t ConsoleWindow::ReadKey(void* context) {
-    const PAL_ConsoleOperations* grid = static_cast<ConsoleWindow*>(context)->grid_.Operations();
-    return grid->readKey(grid->context);
+    update();
 }
 
 void ConsoleWindow::paintEvent(QPaintEvent*) {

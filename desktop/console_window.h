@@ -13,7 +13,7 @@ class ConsoleWindow : public QWidget {
    public:
     ConsoleWindow();
     // Install with PAL_SetConsole; valid as long as this window.
-    const PAL_ConsoleOperations* Operations() const { return &operations_; }
+    const PAL_ConsoleOperations* Operations() const { return grid_.Operations(); }
 
    signals:
     void closed();
@@ -25,18 +25,14 @@ class ConsoleWindow : public QWidget {
     bool focusNextPrevChild(bool) override { return false; }
 
    private:
-    static void Open(void* context);
-    static void GetCursor(void* context, int* column, int* row);
-    static void SetCursor(void* context, int column, int row);
-    static void Write(void* context, const char* text);
-    static bool KeyWaiting(void* context);
-    static uint8_t ReadKey(void* context);
-    // Emulation thread: asks for one repaint, however many writes come before it.
-    void Changed();
+    // Emulation thread: asks for one repaint, however many changes come before it, and
+    // shows the window once the monitor has opened the console.
+    static void Changed(void* context);
+    void Refresh();
 
     MemoryConsole grid_;
-    PAL_ConsoleOperations operations_;
     std::atomic<bool> repaintPending_{false};
+    bool shown_ = false;
     int cellWidth_ = 8;
     int cellHeight_ = 16;
     int ascent_ = 12;
