@@ -48,6 +48,7 @@ class Shell : public ::testing::Test {
         std::filesystem::remove(settings_);
         PAL_SetSettingsPath(settings_.c_str());
         g_ui = FakeUi{};
+        g_Shell.control.pauseRequest.store(0);  // a test may end paused
         g_Shell.ui = {
             [] { return ++g_ui.questions, g_ui.answer; },
             [](const char* text, const char*, ShellMessage) { g_ui.messages.push_back(text); },
