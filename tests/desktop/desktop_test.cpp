@@ -72,16 +72,8 @@ class Desktop : public ::testing::Test {
         SendKeys(program_.monitorWindow, {"key", "F5"});
         ASSERT_TRUE(WaitForCpcText("Ready"));
     }
-    Capture Main() {
-        Capture capture;
-        CaptureWindow(display_.c_str(), program_.mainWindow, capture);
-        return capture;
-    }
-    Capture Monitor() {
-        Capture capture;
-        CaptureWindow(display_.c_str(), program_.monitorWindow, capture);
-        return capture;
-    }
+    Capture Main() { return CaptureWindow(program_.mainWindow); }
+    Capture Monitor() { return CaptureWindow(program_.monitorWindow); }
     bool WaitForCpcText(const std::string& text, int milliseconds = 8000) {
         for (int waited = 0; waited < milliseconds; waited += 200) {
             if (ShowsCpcText(Main(), charset_, text)) return true;
@@ -106,8 +98,8 @@ class Desktop : public ::testing::Test {
     void Keep(const std::string& name) {
         const char* folder = std::getenv("BRALLIVANE_SCREENSHOTS");
         if (!folder) return;
-        WritePng(Main(), std::string(folder) + "/" + name + "-main.png");
-        WritePng(Monitor(), std::string(folder) + "/" + name + "-monitor.png");
+        Main().save(QString::fromStdString(std::string(folder) + "/" + name + "-main.png"));
+        Monitor().save(QString::fromStdString(std::string(folder) + "/" + name + "-monitor.png"));
     }
 
     static inline std::string display_, why_;

@@ -19,6 +19,10 @@ constexpr size_t kCharsetOffset = 0x3800;
 constexpr int kStatusTextDown = 4;
 constexpr int kSpeedX = 24;
 
+uint32_t At(const Capture& capture, int x, int y) {
+    return reinterpret_cast<const QRgb*>(capture.constScanLine(y))[x] & 0xFFFFFF;
+}
+
 bool Light(uint32_t pixel) {
     int r = pixel >> 16 & 0xFF, g = pixel >> 8 & 0xFF, b = pixel & 0xFF;
     return r * 3 + g * 6 + b > 0x80 * 10;
@@ -37,7 +41,7 @@ bool CpcTextAt(const Capture& capture, const std::vector<uint8_t>& charset, cons
             for (int bit = 0; bit < 8; ++bit) {
                 bool wanted = glyph[line] >> (7 - bit) & 1;
                 int x = x0 + static_cast<int>(16 * i) + 2 * bit;
-                if (Ink(capture.At(x, y0 + 2 * line)) != wanted) return false;
+                if (Ink(At(capture, x, y0 + 2 * line)) != wanted) return false;
             }
         }
     }
@@ -52,6 +56,11 @@ QFont MonitorFont() {
 
 }  // namespace
 
+Capture CaptureWindow(unsigned long window) {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    return screen->grabWindow(window).toImage().convertToFormat(QImage::Format_RGB32);
+}
+
 std::vector<uint8_t> LoadCharset(const std::string& romFile) {
     std::ifstream file(romFile, std::ios::binary);
     std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
@@ -61,11 +70,11 @@ std::vector<uint8_t> LoadCharset(const std::string& romFile) {
 
 bool ShowsCpcText(const Capture& capture, const std::vector<uint8_t>& charset,
                   const std::string& text) {
-    int top = capture.height - kStatusHeight - kPictureHeight;
+    int top = capture.height() - kStatusHeight - kPictureHeight;
     int width = static_cast<int>(16 * text.size());
-    if (charset.size() < 2048 || top < 0 || capture.width < width) return false;
+    if (charset.size() < 2048 || top < 0 || capture.width() < width) return false;
     for (int y = top; y + 16 <= top + kPictureHeight; ++y)
-        for (int x = 0; x + width <= capture.width; ++x)
+        for (int x = 0; x + width <= capture.width(); ++x)
             if (CpcTextAt(capture, charset, text, x, y)) return true;
     return false;
 }
@@ -75,13 +84,14 @@ namespace {
 // How many pixels of the image and the capture at x, y differ in lightness; -1 when the
 // image does not fit.
 int Differences(const Capture& capture, int x, int y, const QImage& image) {
-    if (x < 0 || y < 0 || x + image.width() > capture.width || y + image.height() > capture.height)
+    if (x < 0 || y < 0 || x + image.width() > capture.width() ||
+        y + image.height() > capture.height())
         return -1;
     int differences = 0;
     for (int row = 0; row < image.height(); ++row)
         for (int column = 0; column < image.width(); ++column)
             differences +=
-                Light(image.pixel(column, row)) != Light(capture.At(x + column, y + row));
+                Light(image.pixel(column, row)) != Light(At(capture, x + column, y + row));
     return differences;
 }
 
@@ -141,7 +151,7 @@ int StatusSpeed(const Capture& capture) {
 }
 
 bool StatusShows(const Capture& capture, int x, const QString& text) {
-    int top = capture.height - kStatusHeight + kStatusTextDown;
+    int top = capture.height() - kStatusHeight + kStatusTextDown;
     QFont font = QGuiApplication::font();
     font.setPixelSize(STATUS_FONT_PIXELS);
     return ShowsDrawnText(capture, x, top, font, text, false);

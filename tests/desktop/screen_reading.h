@@ -2,12 +2,16 @@
 // Reading the windows' pictures: CPC text through the character set of the lower ROM,
 // and the program's own texts by drawing them again with the same fonts and comparing.
 #include <QFont>
+#include <QImage>
 #include <QString>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "x11_capture.h"
+// A window's picture as the X server has it, in QImage::Format_RGB32 (null when the
+// window is not there).
+using Capture = QImage;
+Capture CaptureWindow(unsigned long window);
 
 constexpr int kStatusHeight = 20;
 constexpr int kPictureHeight = 540;

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "x11_capture.h"
-
 // Starts Xvfb on a free display; empty with the reason in *why when it cannot.
 std::string StartXServer(std::string* why);
 void StopXServer();
