@@ -197,6 +197,7 @@ TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
     EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 144, "A: [hello.dsk]"); }));
     Type("RUN\"HELLO\n");
     EXPECT_TRUE(WaitForCpcText("DISK OK"));
+    Keep("disk");
 
     SendKeys(program_.mainWindow, {"key", "F7"});
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == image && Setting("DriveA").empty(); }));
