@@ -32,6 +32,15 @@ bool MemoryConsole::WaitUntilIdle(uint32_t timeoutMilliseconds) {
                                    [this, looksBefore] { return emptyLooks_ > looksBefore; });
 }
 
+void MemoryConsole::SetChangeObserver(void (*observer)(void* context), void* context) {
+    observer_ = observer;
+    observerContext_ = context;
+}
+
+void MemoryConsole::NotifyChange() const {
+    if (observer_) observer_(observerContext_);
+}
+
 std::string MemoryConsole::Row(int row) const {
     if (row < 0 || row >= PAL_CONSOLE_ROWS) return {};
     std::lock_guard<std::mutex> lock(mutex_);
@@ -63,8 +72,11 @@ bool MemoryConsole::Opened() const {
 
 void MemoryConsole::Open(void* context) {
     auto* self = static_cast<MemoryConsole*>(context);
-    std::lock_guard<std::mutex> lock(self->mutex_);
-    self->opened_ = true;
+    {
+        std::lock_guard<std::mutex> lock(self->mutex_);
+        self->opened_ = true;
+    }
+    self->NotifyChange();
 }
 
 void MemoryConsole::GetCursor(void* context, int* column, int* row) {
@@ -75,16 +87,22 @@ void MemoryConsole::SetCursor(void* context, int column, int row) {
     // A position outside the grid is refused, as a console refuses it.
     if (column < 0 || column >= PAL_CONSOLE_COLUMNS || row < 0 || row >= PAL_CONSOLE_ROWS) return;
     auto* self = static_cast<MemoryConsole*>(context);
-    std::lock_guard<std::mutex> lock(self->mutex_);
-    self->column_ = column;
-    self->row_ = row;
+    {
+        std::lock_guard<std::mutex> lock(self->mutex_);
+        self->column_ = column;
+        self->row_ = row;
+    }
+    self->NotifyChange();
 }
 
 void MemoryConsole::Write(void* context, const char* text) {
     if (!text) return;
     auto* self = static_cast<MemoryConsole*>(context);
-    std::lock_guard<std::mutex> lock(self->mutex_);
-    for (const char* p = text; *p; ++p) self->PutLocked(static_cast<uint8_t>(*p));
+    {
+        std::lock_guard<std::mutex> lock(self->mutex_);
+        for (const char* p = text; *p; ++p) self->PutLocked(static_cast<uint8_t>(*p));
+    }
+    self->NotifyChange();
 }
 
 bool MemoryConsole::KeyWaiting(void* context) {

@@ -28,6 +28,10 @@ class MemoryConsole {
     // when that has not happened within the time limit.
     bool WaitUntilIdle(uint32_t timeoutMilliseconds);
 
+    // Called on the monitor's thread after the console was opened, written or its cursor
+    // moved (a window repaints then); set before the monitor starts. Null for none.
+    void SetChangeObserver(void (*observer)(void* context), void* context);
+
     // One row of the grid as the bytes written there, PAL_CONSOLE_COLUMNS long.
     std::string Row(int row) const;
     std::vector<std::string> Rows() const;
@@ -45,6 +49,7 @@ class MemoryConsole {
     static uint8_t ReadKey(void* context);
 
     void PutLocked(uint8_t byte);
+    void NotifyChange() const;
     void NewLineLocked();
 
     PAL_ConsoleOperations operations_;
@@ -56,4 +61,6 @@ class MemoryConsole {
     bool opened_ = false;
     std::deque<uint8_t> keys_;
     uint64_t emptyLooks_ = 0;  // times the monitor looked for a key and found none
+    void (*observer_)(void*) = nullptr;
+    void* observerContext_ = nullptr;
 };

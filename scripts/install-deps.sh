@@ -4,7 +4,10 @@
 # Runs apt-get update once, and only when something has to be installed.
 set -euo pipefail
 
-PACKAGES=(g++ cmake make pkg-config libgtest-dev libgmock-dev pasmo libpng-dev zlib1g-dev "$@")
+PACKAGES=(g++ cmake make pkg-config libgtest-dev libgmock-dev pasmo libpng-dev zlib1g-dev
+    # The desktop program and its tests under a virtual X server.
+    qt6-base-dev libsdl2-dev libxkbcommon-dev libxkbcommon-x11-dev libxcb1-dev
+    fonts-dejavu-core xvfb xdotool x11-xkb-utils xauth "$@")
 
 missing=()
 for package in "${PACKAGES[@]}"; do

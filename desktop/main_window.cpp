@@ -1,0 +1,188 @@
+// Menus from one table: item texts with their accelerators, the command each sends.
+#include "desktop/main_window.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLabel>
+#include <QLayout>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QVBoxLayout>
+
+#include "common/host_services.h"
+#include "desktop/screen_widget.h"
+#include "desktop/shell.h"
+
+namespace {
+
+constexpr int kSeparator = 0;
+constexpr const char* kVersionTemplate = "Brallivane for Windows v. %1%2";
+
+struct MenuItem {
+    const char* text;
+    int command;  // kSeparator for a separator row
+    QKeyCombination accelerator;
+};
+
+struct Popup {
+    const char* title;
+    std::vector<MenuItem> items;
+};
+
+const QKeyCombination kNone{};
+
+const std::vector<Popup>& Menus() {
+    static const std::vector<Popup> menus = {
+        {"&File",
+         {{"Save &Screen\tF4", CMD_SAVE_SCREEN, kNone},
+          {nullptr, kSeparator, kNone},
+          {"&Exit\tAlt+F4", CMD_EXIT, kNone}}},
+        {"&System",
+         {{"464", CMD_MODEL_464, kNone},
+          {"464+FDI", CMD_MODEL_464_FDI, kNone},
+          {"664", CMD_MODEL_664, kNone},
+          {"6128", CMD_MODEL_6128, kNone},
+          {nullptr, kSeparator, kNone},
+          {"CRTC type 1", CMD_CRTC_1, kNone},
+          {"CRTC type 0", CMD_CRTC_0, kNone},
+          {nullptr, kSeparator, kNone},
+          {"Offset screen Left\tCtrl+F8", CMD_OFFSET_LEFT, Qt::CTRL | Qt::Key_F8},
+          {"Offset screen &Right\tCtrl+F9", CMD_OFFSET_RIGHT, Qt::CTRL | Qt::Key_F9}}},
+        {"&Emulation",
+         {{"&Reset\tF2", CMD_RESET, QKeyCombination(Qt::Key_F2)},
+          {"Pause\tF3", CMD_PAUSE, QKeyCombination(Qt::Key_F3)},
+          {nullptr, kSeparator, kNone},
+          {"Actual Speed\tF9", CMD_ACTUAL_SPEED, QKeyCombination(Qt::Key_F9)},
+          {nullptr, kSeparator, kNone},
+          {"Best\tCtrl+F2", CMD_BEST, Qt::CTRL | Qt::Key_F2},
+          {"Fastest\tCtrl+F3", CMD_FASTEST, Qt::CTRL | Qt::Key_F3},
+          {nullptr, kSeparator, kNone},
+          {"Sound\tF10", CMD_SOUND, QKeyCombination(Qt::Key_F10)}}},
+        {"&Disk",
+         {{"Insert in drive &A...\tF5", CMD_INSERT_A, QKeyCombination(Qt::Key_F5)},
+          {"&Eject from drive A", CMD_EJECT_A, kNone},
+          {nullptr, kSeparator, kNone},
+          {"Insert in drive &B...\tF6", CMD_INSERT_B, QKeyCombination(Qt::Key_F6)},
+          {"&Eject from drive B", CMD_EJECT_B, kNone},
+          {nullptr, kSeparator, kNone},
+          {"&Swap drives\tF7", CMD_SWAP_DRIVES, QKeyCombination(Qt::Key_F7)}}},
+        {"&Help", {{"&About\tF1", CMD_ABOUT, QKeyCombination(Qt::Key_F1)}}},
+    };
+    return menus;
+}
+
+// Commands whose items carry a check or radio mark, and the radio groups.
+const std::vector<std::vector<int>> kRadioGroups = {
+    {CMD_MODEL_464, CMD_MODEL_464_FDI, CMD_MODEL_664, CMD_MODEL_6128},
+    {CMD_CRTC_1, CMD_CRTC_0},
+    {CMD_BEST, CMD_FASTEST}};
+const int kChecks[] = {CMD_PAUSE, CMD_ACTUAL_SPEED, CMD_SOUND};
+
+}  // namespace
+
+MainWindow::MainWindow(uint32_t zoom) : screen_(new ScreenWidget(zoom)) {
+    setWindowTitle(SHELL_TITLE);
+    setCentralWidget(screen_);
+    BuildMenus();
+    layout()->setSizeConstraint(QLayout::SetFixedSize);
+    move(0, 0);
+    screen_->setFocus();
+}
+
+void MainWindow::BuildMenus() {
+    for (const Popup& popup : Menus()) {
+        QMenu* menu = menuBar()->addMenu(QString::fromUtf8(popup.title));
+        for (const MenuItem& item : popup.items) {
+            if (item.command == kSeparator) {
+                menu->addSeparator();
+                continue;
+            }
+            QAction* action = menu->addAction(QString::fromUtf8(item.text));
+            if (item.accelerator != kNone) action->setShortcut(QKeySequence(item.accelerator));
+            int command = item.command;
+            connect(action, &QAction::triggered, this, [this, command] { Command(command); });
+            actions_[command] = action;
+        }
+    }
+    actions_[CMD_SAVE_SCREEN]->setEnabled(false);
+    for (const auto& group : kRadioGroups) {
+        auto* actionGroup = new QActionGroup(this);
+        for (int command : group) {
+            actions_[command]->setCheckable(true);
+            actionGroup->addAction(actions_[command]);
+        }
+    }
+    for (int command : kChecks) actions_[command]->setCheckable(true);
+}
+
+// Qt marks a triggered item itself; setting the marks from the settings also takes back
+// the mark of a cancelled change.
+void MainWindow::Win32_UpdateMenu() {
+    ShellMenuMarks marks = Shell_MenuMarks();
+    if (marks.model != 0) actions_[marks.model]->setChecked(true);
+    actions_[marks.crtc]->setChecked(true);
+    actions_[marks.speedMode]->setChecked(true);
+    actions_[CMD_ACTUAL_SPEED]->setChecked(marks.actualSpeed);
+    actions_[CMD_PAUSE]->setChecked(marks.paused);
+    actions_[CMD_SOUND]->setChecked(marks.sound);
+}
+
+void MainWindow::Command(int command) {
+    switch (command) {
+        case CMD_ABOUT: About(); break;
+        case CMD_INSERT_A: Win32_InsertDiskDialog(0); break;
+        case CMD_INSERT_B: Win32_InsertDiskDialog(1); break;
+        case CMD_EXIT: close(); break;
+        default: Shell_Command(command); break;
+    }
+    Win32_UpdateMenu();
+}
+
+void MainWindow::Win32_InsertDiskDialog(int drive) {
+    QString title = QStringLiteral("Load Disk Image for drive [%1]").arg(QChar('A' + drive));
+    QString name = QFileDialog::getOpenFileName(this, title, QDir::currentPath(),
+                                                QStringLiteral("CPC Disk Image (*.dsk)"), nullptr,
+                                                QFileDialog::DontUseNativeDialog);
+    if (name.isEmpty()) return;
+    // The current directory follows the dialog to the chosen file's folder.
+    QDir::setCurrent(QFileInfo(name).absolutePath());
+    QByteArray path = QFile::encodeName(name);
+    if (!PAL_LoadDisk(path.constData(), drive)) {
+        QMessageBox::warning(this, SHELL_CAPTION,
+                             QString::fromStdString(PAL_GetDiskLoadError(drive)));
+    }
+    screen_->update();
+}
+
+void MainWindow::About() {
+    QDialog dialog(this);
+    dialog.setWindowTitle(QStringLiteral("About"));
+    auto* layout = new QVBoxLayout(&dialog);
+    layout->addWidget(new QLabel(QString::fromLatin1(kVersionTemplate)
+                                     .arg(QStringLiteral(BRALLIVANE_FILE_VERSION))
+                                     .arg(QStringLiteral(" (DEBUG)"))));
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok);
+    connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    layout->addWidget(buttons);
+    dialog.exec();
+}
+
+void MainWindow::PostMessage(void* window, uint32_t message) {
+    QCoreApplication::postEvent(static_cast<QObject*>(window),
+                                new QEvent(static_cast<QEvent::Type>(message)));
+}
+
+void MainWindow::customEvent(QEvent* event) {
+    if (event->type() == static_cast<QEvent::Type>(EMUL_MSG_ENDED)) close();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    event->accept();
+    QApplication::quit();
+}

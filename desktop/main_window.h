@@ -1,0 +1,34 @@
+#pragma once
+// The main window: the five menus with their accelerators and marks, the commands that
+// open dialogs, and the close the emulation thread asks for when it ends on its own.
+#include <QMainWindow>
+#include <map>
+
+#include "common/machine/emulation.h"
+
+class QAction;
+class ScreenWidget;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+   public:
+    explicit MainWindow(uint32_t zoom);
+    ScreenWidget* Screen() const { return screen_; }
+    // Check and radio marks from the current settings.
+    void Win32_UpdateMenu();
+    // Emulation thread: posts EMUL_MSG_ENDED to the window.
+    static void PostMessage(void* window, uint32_t message);
+
+   protected:
+    void customEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+   private:
+    void BuildMenus();
+    void Command(int command);
+    void Win32_InsertDiskDialog(int drive);
+    void About();
+
+    ScreenWidget* screen_;
+    std::map<int, QAction*> actions_;
+};

@@ -1,0 +1,137 @@
+// Painting the frame and the status line, and passing keys to the key translation.
+#include "desktop/screen_widget.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+
+#include "common/video/renderer.h"
+#include "desktop/frame_exchange.h"
+#include "desktop/key_translation.h"
+#include "desktop/qt_keys.h"
+#include "desktop/status_line.h"
+#include "desktop/xkb_layout.h"
+
+namespace {
+const QColor kStatusGrey(192, 192, 192);
+const QColor kTextBackground(0xBF, 0xBF, 0xBF);
+const QColor kOrange(255, 128, 0);
+const QColor kRed(255, 0, 0);
+constexpr int kTextDown = 4;
+constexpr int kBoxUp = 2;
+}  // namespace
+
+ScreenWidget::ScreenWidget(uint32_t zoom)
+    : zoom_(zoom), activityIcon_(QStringLiteral(":/icons/disk-activity.png")) {
+    setFixedSize(static_cast<int>(PAL_SCREEN_WIDTH * zoom_),
+                 static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_) + STATUS_HEIGHT);
+    setFocusPolicy(Qt::StrongFocus);
+    setMouseTracking(true);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    QList<QRgb> colours(256, qRgb(0, 0, 0));
+    const uint8_t* palette = PAL_GetPalette();
+    for (int i = 0; i < PAL_PALETTE_ENTRIES; ++i)
+        colours[i] = qRgb(palette[4 * i + 2], palette[4 * i + 1], palette[4 * i]);
+    bool fresh = false;
+    image_ = QImage(Frame_Latest(&fresh), PAL_SCREEN_WIDTH, PAL_FRAME_ROWS * 2, PAL_SCREEN_WIDTH,
+                    QImage::Format_Indexed8);
+    image_.setColorTable(colours);
+}
+
+void ScreenWidget::FrameReady() {
+    Frame_Publish(PAL_GetFrameBuffer());
+    if (!framePending_.exchange(true, std::memory_order_acq_rel))
+        QMetaObject::invokeMethod(
+            this, [this] { ShowFrame(); }, Qt::QueuedConnection);
+}
+
+void ScreenWidget::ShowFrame() {
+    framePending_.store(false, std::memory_order_release);
+    bool fresh = false;
+    const uint8_t* frame = Frame_Latest(&fresh);
+    if (image_.constBits() != frame) {
+        QList<QRgb> colours = image_.colorTable();
+        image_ = QImage(frame, PAL_SCREEN_WIDTH, PAL_FRAME_ROWS * 2, PAL_SCREEN_WIDTH,
+                        QImage::Format_Indexed8);
+        image_.setColorTable(colours);
+    }
+    int pictureHeight = static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_);
+    if (PAL_TakeStatusRefresh())
+        update();
+    else
+        update(0, 0, width(), pictureHeight);
+}
+
+void ScreenWidget::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    int pictureHeight = static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_);
+    painter.drawImage(QRect(0, 0, width(), pictureHeight), image_);
+    if (event->rect().bottom() >= pictureHeight) PaintStatus(painter);
+}
+
+void ScreenWidget::PaintStatus(QPainter& painter) {
+    int top = static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_);
+    int right = width();
+    StatusFields fields = Win32_StatusFields(zoom_, mouseX_, mouseY_);
+    painter.fillRect(QRect(0, top, right, STATUS_HEIGHT), kStatusGrey);
+    QFont font = painter.font();
+    font.setPixelSize(STATUS_FONT_PIXELS);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    painter.setBackgroundMode(Qt::OpaqueMode);
+    painter.setBackground(kTextBackground);
+    int textTop = top + kTextDown;
+    int textHeight = STATUS_HEIGHT - kTextDown;
+    auto text = [&](int left, int fieldRight, const std::string& value, int flags) {
+        painter.drawText(QRect(left, textTop, fieldRight - left, textHeight), flags,
+                         QString::fromStdString(value));
+    };
+    int leftTop = Qt::AlignLeft | Qt::AlignTop;
+    text(STATUS_SPEED_X, right, fields.speed, leftTop);
+    if (fields.drives) {
+        if (!fields.driveA.empty()) text(STATUS_DRIVE_A_X, right, fields.driveA, leftTop);
+        if (!fields.driveB.empty()) text(STATUS_DRIVE_B_X, right, fields.driveB, leftTop);
+        if (fields.activity) painter.drawPixmap(STATUS_ICON_X, top + 2, 16, 16, activityIcon_);
+    }
+    text(STATUS_MOUSE_X, right, fields.mouse, leftTop);
+
+    textTop -= kBoxUp;
+    auto box = [&](int left, StatusBox colour, const char* letter, int flags) {
+        QColor fill = colour == StatusBox::Grey     ? kStatusGrey
+                      : colour == StatusBox::Orange ? kOrange
+                                                    : kRed;
+        painter.fillRect(QRect(left, textTop, STATUS_BOX_WIDTH, textHeight), fill);
+        painter.setBackground(colour == StatusBox::Grey ? kTextBackground : fill);
+        text(left + 2, left + STATUS_BOX_WIDTH, letter, flags);
+        painter.setBackground(kTextBackground);
+    };
+    box(STATUS_FULL_BOX_X, fields.full, "F", Qt::AlignHCenter | Qt::AlignTop);
+    box(STATUS_EMPTY_BOX_X, fields.empty, "E", leftTop);
+    text(STATUS_CORRECTION_X, right, fields.correction, leftTop);
+}
+
+void ScreenWidget::Key(QKeyEvent* event, bool pressed) {
+    HostKey key = Qt_HostKey(event);
+    if (key.system) return;
+    uint32_t mask = Qt_ModifiersAfter(event, pressed);
+    Xkb_SetModifiers(mask & 0xFF, (mask >> 13) & 3);
+    Win32_TranslateKey(key.virtualKey, key.lParam, pressed ? 1 : 0);
+}
+
+void ScreenWidget::keyPressEvent(QKeyEvent* event) {
+    if (event->isAutoRepeat()) return;
+    Key(event, true);
+}
+
+void ScreenWidget::keyReleaseEvent(QKeyEvent* event) {
+    if (event->isAutoRepeat()) return;
+    Key(event, false);
+}
+
+void ScreenWidget::mouseMoveEvent(QMouseEvent* event) {
+    QPoint at = event->position().toPoint();
+    mouseX_ = static_cast<uint32_t>(std::max(0, at.x()));
+    mouseY_ = static_cast<uint32_t>(std::max(0, at.y()));
+    QWidget::mouseMoveEvent(event);
+}

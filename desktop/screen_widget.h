@@ -1,0 +1,34 @@
+#pragma once
+// The main window's client area: the CPC picture scaled by the zoom, the status line
+// below it, and the keys and mouse moves that arrive there.
+#include <QImage>
+#include <QPixmap>
+#include <QWidget>
+#include <atomic>
+
+class ScreenWidget : public QWidget {
+    Q_OBJECT
+   public:
+    explicit ScreenWidget(uint32_t zoom);
+    // Emulation thread, at the end of every frame: never blocks.
+    void FrameReady();
+
+   protected:
+    void paintEvent(QPaintEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    bool focusNextPrevChild(bool) override { return false; }
+
+   private:
+    void ShowFrame();
+    void PaintStatus(QPainter& painter);
+    void Key(QKeyEvent* event, bool pressed);
+
+    uint32_t zoom_;
+    QImage image_;
+    QPixmap activityIcon_;
+    std::atomic<bool> framePending_{false};
+    uint32_t mouseX_ = 0;
+    uint32_t mouseY_ = 0;
+};

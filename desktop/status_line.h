@@ -1,0 +1,38 @@
+#pragma once
+// What the status line below the picture shows: the speed or "PAUSE", the disks in the
+// drives, the disk activity, the mouse position in CPC screen terms, the sound pacing
+// indicators and the average speed correction.
+#include <cstdint>
+#include <string>
+
+constexpr int STATUS_HEIGHT = 20;
+// A small proportional font, so that the widest speed figure ends before the mouse field.
+constexpr int STATUS_FONT_PIXELS = 11;
+// Field positions in client pixels; they do not scale with the zoom.
+constexpr int STATUS_ICON_X = 4;
+constexpr int STATUS_SPEED_X = 24;
+constexpr int STATUS_MOUSE_X = 74;
+constexpr int STATUS_DRIVE_A_X = 144;
+constexpr int STATUS_DRIVE_B_X = 284;
+constexpr int STATUS_FULL_BOX_X = 424;
+constexpr int STATUS_EMPTY_BOX_X = 444;
+constexpr int STATUS_BOX_WIDTH = 16;
+constexpr int STATUS_CORRECTION_X = 468;
+
+enum class StatusBox { Grey, Orange, Red };
+
+struct StatusFields {
+    std::string speed;
+    bool drives;                 // the machine has a disk interface
+    std::string driveA, driveB;  // empty when the drive holds no path
+    bool activity;
+    std::string mouse;
+    StatusBox full, empty;
+    std::string correction;
+};
+
+// The fields for the next paint of the status line. Starts a new measuring interval: the
+// pacing indicators and the correction sum are taken and cleared.
+StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY);
+// One drive field, "A: [name]", the name without its folder; empty for no path.
+std::string Win32_DrawDriveName(int drive, const std::string& path);

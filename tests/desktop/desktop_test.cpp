@@ -1,0 +1,242 @@
+// The desktop program under a virtual X server: real windows, real X key events, pixels
+// read back. Each test starts the program in a run directory of its own.
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "../firmware/sound_analysis.h"
+#include "dsk_writer.h"
+#include "platform/ini_profile.h"
+#include "screen_reading.h"
+#include "x11_session.h"
+
+namespace {
+
+const std::string kMainTitle = "Brallivane - Amstrad CPC Emulation - DEBUG";
+const std::string kMonitorTitle = "Brallivane - Amstrad CPC emulation";
+// For sanitizer builds: leaks of the system libraries under Qt are not ours.
+const std::string kLeakSuppressions = "LSAN_OPTIONS=suppressions=" LEAK_SUPPRESSIONS;
+
+std::string RomDirectory() {
+    return std::string(BRALLIVANE_SHARED_DIR) + "/roms";
+}
+
+void Sleep(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+class Desktop : public ::testing::Test {
+   protected:
+    static void SetUpTestSuite() {
+        display_ = StartXServer(&why_);
+        if (display_.empty()) return;
+        setenv("DISPLAY", display_.c_str(), 1);
+        static int argc = 1;
+        static char name[] = "desktop_tests";
+        static char* argv[] = {name, nullptr};
+        app_ = std::make_unique<QGuiApplication>(argc, argv);
+    }
+    static void TearDownTestSuite() {
+        app_.reset();
+        StopXServer();
+    }
+    void SetUp() override {
+        if (display_.empty()) GTEST_SKIP() << why_;
+        if (!std::filesystem::exists(RomDirectory() + "/CPC6128.rom"))
+            GTEST_SKIP() << "no firmware images in " << RomDirectory();
+        charset_ = LoadCharset(RomDirectory() + "/CPC6128.rom");
+        RunTool({"setxkbmap", "us"});
+    }
+    void TearDown() override {
+        StopProgram(program_);
+        if (!program_.runDirectory.empty()) std::filesystem::remove_all(program_.runDirectory);
+    }
+
+    // Starts the program and sets the machine running with F5 in the monitor.
+    void Start(const std::string& settings = "", std::vector<std::string> environment = {}) {
+        program_.runDirectory =
+            MakeRunDirectory(::testing::UnitTest::GetInstance()->current_test_info()->name(),
+                             RomDirectory(), settings);
+        if (environment.empty()) environment.push_back("SDL_AUDIODRIVER=dummy");
+        environment.push_back(kLeakSuppressions);
+        ASSERT_TRUE(StartProgram(program_, environment));
+        program_.mainWindow = WaitForWindow(kMainTitle, 10000);
+        program_.monitorWindow = WaitForWindow(kMonitorTitle, 10000);
+        ASSERT_NE(program_.mainWindow, 0u);
+        ASSERT_NE(program_.monitorWindow, 0u);
+        SendKeys(program_.monitorWindow, {"key", "F5"});
+        ASSERT_TRUE(WaitForCpcText("Ready"));
+    }
+    Capture Main() { return CaptureWindow(program_.mainWindow); }
+    Capture Monitor() { return CaptureWindow(program_.monitorWindow); }
+    bool WaitForCpcText(const std::string& text, int milliseconds = 8000) {
+        for (int waited = 0; waited < milliseconds; waited += 200) {
+            if (ShowsCpcText(Main(), charset_, text)) return true;
+            Sleep(200);
+        }
+        return false;
+    }
+    template <typename Check>
+    bool WaitFor(Check check, int milliseconds = 5000) {
+        for (int waited = 0; waited < milliseconds; waited += 100) {
+            if (check()) return true;
+            Sleep(100);
+        }
+        return false;
+    }
+    void Type(const std::string& text) { SendKeys(program_.mainWindow, TypeCommands(text)); }
+    std::string Setting(const char* key) {
+        std::string file = program_.runDirectory + "/Brallivane.ini";
+        return PAL_GetProfileString("Settings", key, "(none)", file.c_str());
+    }
+    // Saves the windows for a report when BRALLIVANE_SCREENSHOTS names a folder.
+    void Keep(const std::string& name) {
+        const char* folder = std::getenv("BRALLIVANE_SCREENSHOTS");
+        if (!folder) return;
+        Main().save(QString::fromStdString(std::string(folder) + "/" + name + "-main.png"));
+        Monitor().save(QString::fromStdString(std::string(folder) + "/" + name + "-monitor.png"));
+    }
+
+    static inline std::string display_, why_;
+    static inline std::unique_ptr<QGuiApplication> app_;
+    std::vector<uint8_t> charset_;
+    DesktopProgram program_;
+};
+
+TEST_F(Desktop, BootsTypesAndEndsFromTheMonitor) {
+    Start();
+    EXPECT_TRUE(WaitFor([&] { return MonitorShows(Monitor(), 1, 40, "RUNNING"); }));
+    EXPECT_TRUE(MonitorShows(Monitor(), 57, 1, "SZ5H3PNC")) << "the register panel";
+    int speed = -2;
+    // 0.0 % until the first measurement, after 100 frames.
+    EXPECT_TRUE(WaitFor([&] { return (speed = StatusSpeed(Main())) > 0; }, 8000));
+    EXPECT_NEAR(speed, 1000, 100) << "paced to real time";
+    Keep("running");
+
+    Type("PRINT \"A\";2+2\n");
+    EXPECT_TRUE(WaitForCpcText("A 4"));
+    Keep("typed");
+    // Shift+2 is the at sign on a US layout (CPC SHIFT released), Shift+' the quote.
+    Type("PRINT \"@\"\n");
+    EXPECT_TRUE(WaitForCpcText("Ready")) << "typed without a syntax error";
+    EXPECT_TRUE(WaitForCpcText("@"));
+    // The keypad's Enter ends a line too.
+    SendKeys(program_.mainWindow, TypeCommands("?3*3"));
+    SendKeys(program_.mainWindow, {"key", "KP_Enter"});
+    EXPECT_TRUE(WaitForCpcText(" 9"));
+    // F11 makes Q the joystick: nothing typed.
+    SendKeys(program_.mainWindow,
+             {"key", "F11", "key", "q", "sleep", "0.2", "key", "F11", "key", "w", "key", "Return"});
+    EXPECT_TRUE(WaitForCpcText("Syntax error")) << "only W was typed";
+    EXPECT_FALSE(ShowsCpcText(Main(), charset_, "qw"));
+
+    SendKeys(program_.monitorWindow, {"key", "Escape"});
+    int exitCode = -1;
+    EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode)) << "Esc in the monitor ends the program";
+    EXPECT_EQ(exitCode, 0);
+}
+
+TEST_F(Desktop, GermanLayoutTypesWhatTheKeycapsShow) {
+    Start();
+    RunTool({"setxkbmap", "de"});
+    Sleep(300);
+    // Key codes 29 and 52 are the keys that type Y and Z on a US keyboard; Shift+2 is the
+    // double quote on a German one.
+    SendKeys(program_.mainWindow, {"key", "--delay", "100", "29", "52", "shift+2", "Return"});
+    EXPECT_TRUE(WaitForCpcText("zy\""));
+}
+
+TEST_F(Desktop, MenuCommandsChangeTheMachineAndTheSettings) {
+    Start();
+    SendKeys(program_.mainWindow, {"key", "F10"});  // Sound
+    EXPECT_TRUE(WaitFor([&] { return Setting("Sound") == "1"; }));
+    // System menu: the fifth item after 464 is CRTC type 0; no question, no restart.
+    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Down", "Down", "Down",
+                                   "Down", "Down", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("CRTC") == "0"; }));
+
+    SendKeys(program_.mainWindow, {"key", "F3"});
+    EXPECT_TRUE(WaitFor([&] { return StatusSpeed(Main()) == -1; })) << "PAUSE";
+    Type("PRINT 7\n");
+    Sleep(500);
+    EXPECT_FALSE(ShowsCpcText(Main(), charset_, "PRINT 7")) << "a paused machine types nothing";
+    SendKeys(program_.mainWindow, {"key", "F3"});
+    EXPECT_TRUE(WaitForCpcText("PRINT 7")) << "the keys waited in the queue";
+
+    // 464: Cancel leaves everything, OK restarts as a 464 and writes Type.
+    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
+    unsigned long question = WaitForWindow("Brallivane", 5000);
+    ASSERT_NE(question, 0u);
+    SendKeys(question, {"key", "Escape"});
+    Sleep(300);
+    EXPECT_EQ(Setting("Type"), "(none)");
+    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
+    question = WaitForWindow("Brallivane", 5000);
+    ASSERT_NE(question, 0u);
+    SendKeys(question, {"key", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("Type") == "0"; }));
+    SendKeys(program_.monitorWindow, {"key", "F5"});
+    EXPECT_TRUE(WaitForCpcText("BASIC 1.0")) << "the 464's BASIC";
+}
+
+TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
+    Start();
+    std::string image = program_.runDirectory + "/hello.dsk";
+    WriteBytes(image, HelloDiskImage());
+    SendKeys(program_.mainWindow, {"key", "F5"});
+    unsigned long dialog = WaitForWindow("Load Disk Image for drive \\[A\\]", 5000);
+    ASSERT_NE(dialog, 0u);
+    SendKeys(dialog, {"type", image});
+    SendKeys(dialog, {"key", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("DriveA") == image; }));
+    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 144, "A: [hello.dsk]"); }));
+    Type("RUN\"HELLO\n");
+    EXPECT_TRUE(WaitForCpcText("DISK OK"));
+    Keep("disk");
+
+    SendKeys(program_.mainWindow, {"key", "F7"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == image && Setting("DriveA").empty(); }));
+    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 284, "B: [hello.dsk]"); }));
+    // Disk menu: Insert A, Eject A, Insert B, Eject B.
+    SendKeys(program_.mainWindow,
+             {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("DriveB").empty(); }));
+}
+
+TEST_F(Desktop, SoundIsHeardInTheFileSdlWrites) {
+    std::string raw = std::filesystem::temp_directory_path() /
+                      ("brallivane_audio_" + std::to_string(getpid()) + ".raw");
+    Start("[Settings]\nSound=1\n",
+          {"SDL_AUDIODRIVER=disk", "SDL_DISKAUDIOFILE=" + raw, "SDL_DISKAUDIODELAY=23"});
+    Type("SOUND 1,142,100\n");
+    Sleep(2500);
+    std::ifstream file(raw, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
+    std::filesystem::remove(raw);
+    std::vector<int16_t> left;
+    for (size_t at = 0; at + 4 <= bytes.size(); at += 4)
+        left.push_back(static_cast<int16_t>(static_cast<uint8_t>(bytes[at]) |
+                                            static_cast<uint8_t>(bytes[at + 1]) << 8));
+    ASSERT_GT(left.size(), 44100u) << "over a second of sound written";
+    std::vector<size_t> changes = SignChanges(left);
+    EXPECT_NEAR(Frequency(changes), 440.0, 5.0);
+    EXPECT_LT(HalfWaveSpread(changes), 0.05) << "no gap or crackle in the tone";
+}
+
+TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
+    program_.runDirectory = MakeRunDirectory("noroms", "", "");
+    ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions}));
+    unsigned long message = WaitForWindow("Brallivane", 10000);
+    ASSERT_NE(message, 0u) << "Unable to start the Emulation.";
+    SendKeys(message, {"key", "Return"});
+    int exitCode = -1;
+    EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
+    EXPECT_EQ(exitCode, 0);
+}
+
+}  // namespace

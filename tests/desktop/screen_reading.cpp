@@ -1,0 +1,158 @@
+// Pixel reading for the desktop tests.
+#include "screen_reading.h"
+
+#include <QFontDatabase>
+#include <QFontMetrics>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+#include <QScreen>
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "desktop/status_line.h"
+
+namespace {
+
+constexpr size_t kCharsetOffset = 0x3800;
+constexpr int kStatusTextDown = 4;
+constexpr int kSpeedX = 24;
+
+uint32_t At(const Capture& capture, int x, int y) {
+    return reinterpret_cast<const QRgb*>(capture.constScanLine(y))[x] & 0xFFFFFF;
+}
+
+bool Light(uint32_t pixel) {
+    int r = pixel >> 16 & 0xFF, g = pixel >> 8 & 0xFF, b = pixel & 0xFF;
+    return r * 3 + g * 6 + b > 0x80 * 10;
+}
+
+// CPC ink in the default colours: bright yellow on blue.
+bool Ink(uint32_t pixel) {
+    return (pixel >> 16 & 0xFF) > 0x80 && (pixel >> 8 & 0xFF) > 0x80;
+}
+
+bool CpcTextAt(const Capture& capture, const std::vector<uint8_t>& charset, const std::string& text,
+               int x0, int y0) {
+    for (size_t i = 0; i < text.size(); ++i) {
+        const uint8_t* glyph = &charset[static_cast<uint8_t>(text[i]) * 8];
+        for (int line = 0; line < 8; ++line) {
+            for (int bit = 0; bit < 8; ++bit) {
+                bool wanted = glyph[line] >> (7 - bit) & 1;
+                int x = x0 + static_cast<int>(16 * i) + 2 * bit;
+                if (Ink(At(capture, x, y0 + 2 * line)) != wanted) return false;
+            }
+        }
+    }
+    return true;
+}
+
+QFont MonitorFont() {
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setStyleHint(QFont::Monospace);
+    return font;
+}
+
+}  // namespace
+
+Capture CaptureWindow(unsigned long window) {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    return screen->grabWindow(window).toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+std::vector<uint8_t> LoadCharset(const std::string& romFile) {
+    std::ifstream file(romFile, std::ios::binary);
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
+    if (bytes.size() < kCharsetOffset + 2048) return {};
+    return {bytes.begin() + kCharsetOffset, bytes.begin() + kCharsetOffset + 2048};
+}
+
+bool ShowsCpcText(const Capture& capture, const std::vector<uint8_t>& charset,
+                  const std::string& text) {
+    int top = capture.height() - kStatusHeight - kPictureHeight;
+    int width = static_cast<int>(16 * text.size());
+    if (charset.size() < 2048 || top < 0 || capture.width() < width) return false;
+    for (int y = top; y + 16 <= top + kPictureHeight; ++y)
+        for (int x = 0; x + width <= capture.width(); ++x)
+            if (CpcTextAt(capture, charset, text, x, y)) return true;
+    return false;
+}
+
+namespace {
+
+// How many pixels of the image and the capture at x, y differ in lightness; -1 when the
+// image does not fit.
+int Differences(const Capture& capture, int x, int y, const QImage& image) {
+    if (x < 0 || y < 0 || x + image.width() > capture.width() ||
+        y + image.height() > capture.height())
+        return -1;
+    int differences = 0;
+    for (int row = 0; row < image.height(); ++row)
+        for (int column = 0; column < image.width(); ++column)
+            differences +=
+                Light(image.pixel(column, row)) != Light(At(capture, x + column, y + row));
+    return differences;
+}
+
+// A blank image laid out for the screen's resolution, as the windows lay out their text.
+QImage Blank(int width, int height, QColor background) {
+    QImage image(std::max(width, 1), std::max(height, 1), QImage::Format_RGB32);
+    int dotsPerMeter = qRound(QGuiApplication::primaryScreen()->logicalDotsPerInch() / 0.0254);
+    image.setDotsPerMeterX(dotsPerMeter);
+    image.setDotsPerMeterY(dotsPerMeter);
+    image.fill(background);
+    return image;
+}
+
+// Anti-aliased edges may fall either way.
+bool Matches(const Capture& capture, int x, int y, const QImage& image) {
+    int differences = Differences(capture, x, y, image);
+    return differences >= 0 && differences * 50 <= image.width() * image.height();
+}
+
+}  // namespace
+
+bool ShowsDrawnText(const Capture& capture, int x, int y, const QFont& font, const QString& text,
+                    bool lightOnDark) {
+    QFontMetrics metrics(font);
+    QImage image = Blank(metrics.horizontalAdvance(text), metrics.height(),
+                         lightOnDark ? QColor(Qt::black) : QColor(192, 192, 192));
+    QPainter painter(&image);
+    painter.setFont(font);
+    painter.setPen(lightOnDark ? QColor(192, 192, 192) : QColor(Qt::black));
+    painter.drawText(image.rect(), Qt::AlignLeft | Qt::AlignTop, text);
+    painter.end();
+    return Matches(capture, x, y, image);
+}
+
+bool MonitorShows(const Capture& capture, int column, int row, const QString& text) {
+    // Cell by cell, as the monitor window draws.
+    QFont font = MonitorFont();
+    QFontMetrics metrics(font);
+    int cellWidth = metrics.horizontalAdvance(QLatin1Char('M'));
+    QImage image = Blank(cellWidth * static_cast<int>(text.size()), metrics.height(), Qt::black);
+    QPainter painter(&image);
+    painter.setFont(font);
+    painter.setPen(QColor(192, 192, 192));
+    for (int i = 0; i < text.size(); ++i)
+        painter.drawText(i * cellWidth, metrics.ascent(), QString(text.at(i)));
+    painter.end();
+    return Matches(capture, column * cellWidth, row * metrics.height(), image);
+}
+
+int StatusSpeed(const Capture& capture) {
+    if (StatusShows(capture, kSpeedX, QStringLiteral("PAUSE"))) return -1;
+    for (int figure = 0; figure < 5000; ++figure) {
+        QString text = QStringLiteral("%1.%2 %").arg(figure / 10).arg(figure % 10);
+        if (StatusShows(capture, kSpeedX, text)) return figure;
+    }
+    return -2;
+}
+
+bool StatusShows(const Capture& capture, int x, const QString& text) {
+    int top = capture.height() - kStatusHeight + kStatusTextDown;
+    QFont font = QGuiApplication::font();
+    font.setPixelSize(STATUS_FONT_PIXELS);
+    return ShowsDrawnText(capture, x, top, font, text, false);
+}
