@@ -49,6 +49,8 @@ void Emul_Run(const EmulControl* control, Z80_State* state);
 
 // Slices of emulated time: pacing and the slice hook work once per slice.
 constexpr uint32_t EMUL_SLICE_MICROSECONDS = 2000;
+// A stopped or paused machine with no monitor key to act on looks again after this long.
+constexpr uint32_t EMUL_IDLE_SLEEP_MICROSECONDS = 1000;
 
 // Called on the emulation thread at the end of every slice, and after a step that
 // stopped the running machine, with the CPC microseconds (machine deviceTime) since the

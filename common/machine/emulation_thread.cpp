@@ -142,8 +142,10 @@ void Emul_RunLoop(Z80_State* state) {
         uint8_t pause = control->pauseRequest.load(std::memory_order_acquire);
         control->paused.store(pause, std::memory_order_release);
 
-        if ((state->running && !pause) || singleStep) Step(state, &fullRedraw, &slice);
-        if (pause) PAL_Yield();
+        if ((state->running && !pause) || singleStep)
+            Step(state, &fullRedraw, &slice);
+        else if (!Dbg_PrepareIdlePoll())
+            PAL_SleepMicroseconds(EMUL_IDLE_SLEEP_MICROSECONDS);  // waiting must not burn a core
     }
     CPC_Shutdown(state->machine);
     Z80_FreeBreakpoints(state);

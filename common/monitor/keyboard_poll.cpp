@@ -131,18 +131,28 @@ void Dbg_SetMessageObserver(Dbg_MessageObserver observer) {
     g_messageObserver.store(observer, std::memory_order_release);
 }
 
+bool Dbg_PrepareIdlePoll() {
+    g_Monitor.pollCounter = kPollInterval - 1;
+    return g_Monitor.polledInput;
+}
+
 uint8_t Dbg_PollKeys(Z80_State* state) {
     Dbg_Monitor& m = g_Monitor;
     if (++m.pollCounter < kPollInterval) return DBG_NONE;
     m.pollCounter = 0;
     m.follow = 0;
+    m.polledInput = false;
     Dbg_GotoXY(m.inputLength + 1, DBG_INPUT_ROW);
 
     uint8_t code = DBG_NONE;
-    if (m.script && TakeScriptLine(state, &code)) return code;
+    if (m.script && TakeScriptLine(state, &code)) {
+        m.polledInput = true;
+        return code;
+    }
 
     const PAL_ConsoleOperations* console = PAL_GetConsole();
     if (!console || !console->keyWaiting(console->context)) return DBG_NONE;
+    m.polledInput = true;
     uint8_t key = console->readKey(console->context);
     switch (key) {
         case PAL_KEY_EXTENDED_PREFIX: return ExtendedKey(console->readKey(console->context));

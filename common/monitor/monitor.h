@@ -44,6 +44,9 @@ uint16_t Dbg_LastListedAddress();
 // Called on every pass of the run loop; looks at the script and keyboard one call in
 // 25000 and returns a monitor code.
 uint8_t Dbg_PollKeys(Z80_State* state);
+// For a pass of the run loop that executes nothing: the next poll looks at once, since no
+// running machine loses time to it. True when a key or a script line waits for it.
+bool Dbg_PrepareIdlePoll();
 void Dbg_Message(const char* text);
 void Dbg_DrawMessageLine(int row);
 void Dbg_DrawMessages();

@@ -53,6 +53,7 @@ struct Dbg_Monitor {
     uint8_t firstShown = 9;
 
     uint32_t pollCounter = 0;
+    bool polledInput = false;  // the last look at the keyboard and script took something
     std::FILE* script = nullptr;
     uint8_t findBytes[DBG_FIND_BYTES] = {};
 
