@@ -1,5 +1,8 @@
 // The run loop under the monitor's keys and the host's requests: stepping, breakpoints,
 // stop messages, the PC log, pause, reset, stop and quit, CPC time, and threads.
+#include <pthread.h>
+#include <time.h>
+
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -193,4 +196,21 @@ TEST_F(RunLoop, ThreadsMeetOnlyThroughTheControlBlockAndTheConsole) {
     EXPECT_EQ(Enter("BRNOW").front(), "BRNOW");
     Enter("REG A 5");
     EXPECT_EQ(Cpu().AF.hi, 5);
+}
+
+TEST_F(RunLoop, AStoppedMachineWaitsWithoutSpinning) {
+    // The emulation thread's own processor time over 300 ms of a stopped machine: a loop
+    // that spins uses nearly all of it, one that sleeps between looks a few milliseconds.
+    clockid_t clock;
+    ASSERT_EQ(pthread_getcpuclockid(machine_.thread.native_handle(), &clock), 0);
+    auto used = [clock] {
+        timespec now{};
+        clock_gettime(clock, &now);
+        return now.tv_sec * 1000.0 + now.tv_nsec / 1e6;
+    };
+    const double before = used();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_LT(used() - before, 100.0) << "milliseconds of processor time while stopped";
+    EXPECT_EQ(Enter("REG A 7").front(), "REG A 7");  // and it still answers at once
+    EXPECT_EQ(Cpu().AF.hi, 7);
 }
