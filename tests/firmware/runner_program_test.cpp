@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -166,6 +167,7 @@ TEST(RunnerProgram, TheSameCommandLineGivesTheSameResults) {
     TempFolder folder;
     auto run = [&](const std::string& picture) {
         return RunProgram("--model 6128 --no-trace --roms " + FirmwareDirectory() +
+                          " --frame-hashes " + folder.File(picture + ".hashes") +
                           " --until-text Ready --type 'print 1/3\\n' --run-ms 333 --screenshot " +
                           folder.File(picture) +
                           " --monitor 'BR 0038' --until-stop --screen-text --dump-monitor");
@@ -185,6 +187,10 @@ TEST(RunnerProgram, TheSameCommandLineGivesTheSameResults) {
     std::string picture = ReadAll(folder.File("first.png"));
     EXPECT_GT(picture.size(), 1000u);
     EXPECT_EQ(picture, ReadAll(folder.File("second.png")));
+    // A hash for each of the frames of the session (boot, typing, 333 ms), the same in both.
+    std::string hashes = ReadAll(folder.File("first.png.hashes"));
+    EXPECT_GT(std::count(hashes.begin(), hashes.end(), '\n'), 100);
+    EXPECT_EQ(hashes, ReadAll(folder.File("second.png.hashes")));
 }
 
 // A benchmark that prints what it measures: with --realtime ten CPC seconds take ten host
