@@ -13,8 +13,31 @@ inline uint8_t& Z80_F(Z80_State* state) {
 }
 
 // --- Memory and fetch helpers -------------------------------------------------------
+// The machine's own memory operations are taken inline, through its maps (the same bytes
+// they would reach); any other machine (the tests' flat one) through its operations.
 inline uint8_t Z80_ReadMem(Z80_State* state, uint16_t address) {
-    return state->machine->ReadMem(address);
+    const CPC_Machine* machine = state->machine;
+    if (machine->ReadMem == CPC_ReadMem) return CPC_ReadMapped(*machine, address);
+    return machine->ReadMem(address);
+}
+inline void Z80_WriteByte(Z80_State* state, uint16_t address, uint8_t value) {
+    const CPC_Machine* machine = state->machine;
+    if (machine->WriteMem == CPC_WriteMem)
+        CPC_WriteMapped(*machine, address, value);
+    else
+        machine->WriteMem(address, value);
+}
+// The devices' time and the interrupt acknowledge, called directly for the machine's own.
+inline void Z80_UpdateDevices(Z80_State* state, uint8_t microseconds) {
+    CPC_Machine* machine = state->machine;
+    if (machine->Update == CPC_Update)
+        CPC_Update(microseconds);
+    else
+        machine->Update(microseconds);
+}
+inline uint8_t Z80_IntAck(Z80_State* state) {
+    CPC_Machine* machine = state->machine;
+    return machine->IntAck == CPC_IntAck ? CPC_IntAck() : machine->IntAck();
 }
 inline uint16_t Z80_ReadWord(Z80_State* state, uint16_t address) {
     uint8_t low = Z80_ReadMem(state, address);
