@@ -206,8 +206,9 @@ uint8_t CRTC_in_best(uint8_t index) {
 
 void CRTC_Tick_best(uint8_t microseconds) {
     CRTC_State& c = Crtc();
+    // A single character always takes the full step, which defines what a run must do.
     while (microseconds) {
-        unsigned quiet = QuietCharacters(c, microseconds);
+        unsigned quiet = microseconds > 1 ? QuietCharacters(c, microseconds) : 0;
         if (quiet) {
             TickQuietCharacters(c, quiet);
             microseconds = static_cast<uint8_t>(microseconds - quiet);
