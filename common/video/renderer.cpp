@@ -202,10 +202,9 @@ inline void FillBorder(LineCursor& cursor, uint8_t ink, int32_t count) {
     cursor.dest += count;
 }
 
-// A character that is only partly on the row, pixel by pixel.
-__attribute__((noinline)) void DrawCharAtEdge(LineCursor& cursor, const uint8_t* videoBytes) {
-    // A local cursor: the pixel stores could otherwise alias it and force reloads.
-    LineCursor line = cursor;
+// A character that is only partly on the row, pixel by pixel. The cursor goes in and out
+// by value, so that the caller's copy can stay in registers.
+__attribute__((noinline)) LineCursor DrawCharAtEdge(LineCursor line, const uint8_t* videoBytes) {
     const uint8_t* inks = g_Machine.ga.penInks;
     if (!videoBytes) {
         EmitRun(line, inks[kBorderInk], 16);
@@ -215,7 +214,7 @@ __attribute__((noinline)) void DrawCharAtEdge(LineCursor& cursor, const uint8_t*
         EmitByte(line, Decoded(videoBytes[0], mode, inks));
         EmitByte(line, Decoded(videoBytes[1], mode, inks));
     }
-    cursor = line;
+    return line;
 }
 
 // One character of video RAM (none for border) at the cursor, by the pixel output rule;
@@ -233,7 +232,7 @@ inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode
         return;
     }
     if (!RunFullyShown(line, 16)) {
-        DrawCharAtEdge(line, videoBytes);
+        line = DrawCharAtEdge(line, videoBytes);
         return;
     }
     uint8_t* dest = line.dest;
@@ -320,7 +319,9 @@ void PAL_DrawChars(const uint8_t* ramBlock, uint16_t byteOffset, int count) {
     } else {
         for (int i = 0; i < count; ++i) DrawCharAt(line, nullptr, mode, inks);
     }
-    g_renderer.line = line;
+    // Field by field: a whole-record copy would read back the parts just written.
+    g_renderer.line.x = line.x;
+    g_renderer.line.dest = line.dest;
 }
 
 void PAL_DrawSync() {
