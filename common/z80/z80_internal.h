@@ -29,15 +29,10 @@ inline void Z80_WriteByte(Z80_State* state, uint16_t address, uint8_t value) {
 }
 // The devices' time and the interrupt acknowledge, called directly for the machine's own.
 inline void Z80_UpdateDevices(Z80_State* state, uint8_t microseconds) {
-    CPC_Machine* machine = state->machine;
-    if (machine->Update == CPC_Update)
-        CPC_Update(microseconds);
-    else
-        machine->Update(microseconds);
+    state->machine->Update(microseconds);
 }
 inline uint8_t Z80_IntAck(Z80_State* state) {
-    CPC_Machine* machine = state->machine;
-    return machine->IntAck == CPC_IntAck ? CPC_IntAck() : machine->IntAck();
+    return state->machine->IntAck();
 }
 inline uint16_t Z80_ReadWord(Z80_State* state, uint16_t address) {
     uint8_t low = Z80_ReadMem(state, address);
