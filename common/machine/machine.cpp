@@ -134,11 +134,11 @@ void CPC_Reset() {
 }
 
 uint8_t CPC_ReadMem(uint16_t address) {
-    return CPC_ReadMapped(g_Machine, address);
+    return g_Machine.readMap[address >> kPageShift][address & kPageOffsetMask];
 }
 
 void CPC_WriteMem(uint16_t address, uint8_t value) {
-    CPC_WriteMapped(g_Machine, address, value);
+    g_Machine.writeMap[address >> kPageShift][address & kPageOffsetMask] = value;
 }
 
 void CPC_SetRomConfig(uint16_t word) {

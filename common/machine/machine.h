@@ -115,15 +115,6 @@ struct CPC_Machine {
 // The one machine of this process.
 extern CPC_Machine g_Machine;
 
-// A byte through the read or the write map, as CPC_ReadMem and CPC_WriteMem reach it; the
-// processor uses these directly when the machine's operations are those two.
-inline uint8_t CPC_ReadMapped(const CPC_Machine& m, uint16_t address) {
-    return m.readMap[address / CPC_PAGE_SIZE][address % CPC_PAGE_SIZE];
-}
-inline void CPC_WriteMapped(const CPC_Machine& m, uint16_t address, uint8_t value) {
-    m.writeMap[address / CPC_PAGE_SIZE][address % CPC_PAGE_SIZE] = value;
-}
-
 CPC_Machine* CPC_Init(uint8_t type, uint8_t crtcType);
 void CPC_Shutdown(CPC_Machine* machine);
 void CPC_Reset();

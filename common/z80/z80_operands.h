@@ -62,7 +62,7 @@ inline uint16_t Z80_Pop(Z80_State* state) {
 // Part of an instruction's time handed to the devices before its port access; the
 // counter grows only by the rest.
 inline void Z80_UpdateAhead(Z80_State* state, uint8_t microseconds) {
-    Z80_UpdateDevices(state, microseconds);
+    state->machine->Update(microseconds);
 }
 
 // IFF1 as EI sets it: the step counts it down after each whole instruction, so

@@ -54,10 +54,10 @@ bool AcceptInterrupt(Z80_State* state) {
 // Hands the time since notedTime to the devices and takes interrupts while enabled.
 void HandOnTime(Z80_State* state, uint32_t notedTime) {
     for (;;) {
-        Z80_UpdateDevices(state, static_cast<uint8_t>(state->time - notedTime));
+        state->machine->Update(static_cast<uint8_t>(state->time - notedTime));
         notedTime = state->time;
         if (state->IFF1 != 1) return;
-        uint8_t acknowledge = Z80_IntAck(state);
+        uint8_t acknowledge = state->machine->IntAck();
         if (acknowledge == 0) return;
         if (acknowledge != kMaskableInterrupt) {
             if (acknowledge == kNonMaskableInterrupt)
