@@ -8,17 +8,25 @@
 #   - the ZEXDOC exerciser on the processor alone (a fixed set of its groups), in
 #     instructions per second.
 #
-#   scripts/bench.sh [--runs N] [--roms DIR]
-#     --runs N    runs of each workload (default 5)
-#     --roms DIR  ROM folder (default ../ROM, or ../shared/roms when that is absent;
-#                 BRALLIVANE_ROMS may name one too)
+#   scripts/bench.sh [--runs N] [--roms DIR] [--check [--reference DIR]]
+#     --runs N         runs of each workload (default 5)
+#     --roms DIR       ROM folder (default ../ROM, or ../shared/roms when that is absent;
+#                      BRALLIVANE_ROMS may name one too)
+#     --check          instead of timing, run each workload once (and a few more that
+#                      cover the other screen modes, CRTC type 0 and a disk) and compare
+#                      a hash of every frame, the WAV files and the ZEXDOC report with
+#                      those recorded in the reference folder; the first run records them.
+#                      Fails, naming the first difference, when anything changed.
+#     --reference DIR  reference folder of --check (default build-bench/check-reference)
 #
-# The workloads are defined once, in workload_command, so that other modes can run
-# exactly the same sessions.
+# The workloads are defined once, in workload_command, so that both modes run exactly
+# the same sessions.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 runs=5
+check=0
+reference=build-bench/check-reference
 roms=${BRALLIVANE_ROMS:-../ROM}
 if [ -z "${BRALLIVANE_ROMS:-}" ] && [ ! -d "$roms" ] && [ -d ../shared/roms ]; then
     roms=../shared/roms
@@ -33,8 +41,16 @@ while [ $# -gt 0 ]; do
             roms=${2:-}
             shift 2 || true
             ;;
+        --check)
+            check=1
+            shift
+            ;;
+        --reference)
+            reference=${2:-}
+            shift 2 || true
+            ;;
         -h | --help)
-            sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'
+            sed -n '2,25p' "$0" | sed 's/^# \{0,1\}//'
             exit 0
             ;;
         *)
@@ -69,6 +85,12 @@ BASIC_SECONDS=30
 ZEXDOC_GROUPS=("aluop a,nn" "<inc,dec>" "ld <bcdehla>,<bcdehla>")
 
 WORKLOADS=(basic-best basic-fastest basic-best-wav basic-fastest-wav zexdoc)
+# Checked but not timed: every screen mode with changing inks, CRTC registers rewritten
+# every frame (both variants and types), and a machine-code program loaded from disk.
+MODES_PROGRAM='10 FOR m=0 TO 2:MODE m:FOR i=0 TO 15:INK i,(i*5+m) MOD 27:PEN i:PRINT "Brallivane";i;:NEXT:BORDER m*9,m*3:FOR t=1 TO 400:NEXT:NEXT:GOTO 10\nRUN\n'
+CRTC_PROGRAM='10 MODE 1:FOR i=1 TO 30:PRINT "Brallivane CRTC";i:NEXT\n20 FOR n=0 TO 60:OUT &BC00,1:OUT &BD00,30+n MOD 20:OUT &BC00,2:OUT &BD00,42+n MOD 8\n30 OUT &BC00,12:OUT &BD00,48+n MOD 4:OUT &BC00,13:OUT &BD00,n*8:OUT &BC00,7:OUT &BD00,30+n MOD 6\n40 OUT &BC00,9:OUT &BD00,7-(n MOD 2):OUT &BC00,3:OUT &BD00,142-(n MOD 3)*16:FRAME:NEXT:GOTO 20\nRUN\n'
+CHECK_SECONDS=12
+CHECK_ONLY_WORKLOADS=(modes-best modes-fastest crtc-best crtc-best-type0 crtc-fastest disk-best)
 
 describe() {
     case "$1" in
@@ -76,6 +98,12 @@ describe() {
         basic-fastest) echo "6128 BASIC, Fastest" ;;
         basic-best-wav) echo "6128 BASIC, Best, WAV" ;;
         basic-fastest-wav) echo "6128 BASIC, Fastest, WAV" ;;
+        modes-best) echo "6128 screen modes, Best" ;;
+        modes-fastest) echo "6128 screen modes, Fastest" ;;
+        crtc-best) echo "6128 CRTC rewritten, Best" ;;
+        crtc-best-type0) echo "6128 CRTC rewritten, Best, type 0" ;;
+        crtc-fastest) echo "6128 CRTC rewritten, Fastest" ;;
+        disk-best) echo "6128 program from disk, Best" ;;
         zexdoc) echo "ZEXDOC, processor alone" ;;
     esac
 }
@@ -90,6 +118,17 @@ workload_command() {
         basic-best-wav) CMD=("$runner" "${machine[@]}" --wav "$2/best.wav" "${session[@]}" --bench) ;;
         basic-fastest-wav)
             CMD=("$runner" "${machine[@]}" --fast --wav "$2/fastest.wav" "${session[@]}" --bench)
+            ;;
+        modes-* | crtc-*)
+            local variant=() program=$MODES_PROGRAM
+            case "$1" in *-type0) variant=(--crtc 0) ;; *-fastest) variant=(--fast) ;; esac
+            case "$1" in crtc-*) program=$CRTC_PROGRAM ;; esac
+            CMD=("$runner" "${machine[@]}" "${variant[@]}" --until-text Ready
+                --type "$program" --run-ms $((CHECK_SECONDS * 1000)))
+            ;;
+        disk-best)
+            CMD=("$runner" "${machine[@]}" --disk-a ../shared/testdata/dsk/std_sphere3d.dsk
+                --until-text Ready --type 'RUN"LOADER"\n' --run-ms $((CHECK_SECONDS * 1000)))
             ;;
         zexdoc)
             CMD=("$zexdoc")
@@ -113,9 +152,81 @@ measure() {
     esac
 }
 
+# --check: runs workload $1 once with hashing and leaves in folder $2 what identifies its
+# results: <workload>.frames (a hash per frame), <workload>.wav.sha256, zexdoc.txt.
+record_results() {
+    workload_command "$1" "$work"
+    local output
+    if [ "$1" = zexdoc ]; then
+        if ! output=$("${CMD[@]}" 2>&1); then
+            echo "bench.sh: workload $1 failed:" >&2
+            echo "$output" | tail -5 >&2
+            exit 1
+        fi
+        # The report without the host-timed figures.
+        echo "$output" | sed -e 's/host seconds: [0-9.]*, //' \
+            -e 's/, instructions per second: [0-9]*//' >"$2/zexdoc.txt"
+        return
+    fi
+    rm -f "$work"/*.wav
+    if ! output=$("${CMD[@]}" --frame-hashes "$2/$1.frames" 2>&1); then
+        echo "bench.sh: workload $1 failed:" >&2
+        echo "$output" | tail -5 >&2
+        exit 1
+    fi
+    for wav in "$work"/*.wav; do
+        [ -e "$wav" ] && sha256sum <"$wav" | cut -d' ' -f1 >"$2/$1.wav.sha256"
+    done
+    return 0
+}
+
+# Compares the results of the folder $1 with the reference; prints the first difference
+# of each workload that differs and returns nonzero when any did.
+compare_results() {
+    local differ=0 file name
+    for file in "$reference"/*; do
+        name=$(basename "$file")
+        if [ ! -e "$1/$name" ]; then
+            echo "DIFFERENT: $name was not produced" >&2
+            differ=1
+        elif ! cmp -s "$file" "$1/$name"; then
+            echo "DIFFERENT: $name" >&2
+            diff "$file" "$1/$name" | sed -n '1,5p' | sed 's/^/    /' >&2
+            differ=1
+        fi
+    done
+    return $differ
+}
+
+run_check() {
+    local results=$work/results
+    mkdir -p "$results"
+    for workload in "${WORKLOADS[@]}" "${CHECK_ONLY_WORKLOADS[@]}"; do
+        echo "checking: $(describe "$workload")"
+        record_results "$workload" "$results"
+    done
+    if [ ! -d "$reference" ] || [ -z "$(ls -A "$reference" 2>/dev/null)" ]; then
+        mkdir -p "$reference"
+        cp "$results"/* "$reference"/
+        echo "bench.sh: no reference yet: recorded these results in $reference"
+        return 0
+    fi
+    if compare_results "$results"; then
+        echo "bench.sh: check passed: every frame, WAV and report is as recorded in $reference"
+        return 0
+    fi
+    echo "bench.sh: CHECK FAILED: results differ from $reference (see above)" >&2
+    return 1
+}
+
 median() {
     printf '%s\n' "$@" | sort -n | sed -n "$(( ($# + 1) / 2 ))p"
 }
+
+if [ "$check" = 1 ]; then
+    run_check
+    exit $?
+fi
 
 echo "Brallivane benchmark: $runs runs of each workload, median first (ROMs from $roms)"
 printf '%-26s %10s  %-18s %s\n' "workload" "median" "unit" "all runs"

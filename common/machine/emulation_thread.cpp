@@ -132,7 +132,9 @@ void Emul_RunLoop(Z80_State* state) {
         }
         ActOnCode(state, code, &fullRedraw, &singleStep);
 
-        if (control->resetRequest.exchange(0, std::memory_order_acq_rel)) {
+        // Looked at before it is taken: an exchange on every pass would cost a locked write.
+        if (control->resetRequest.load(std::memory_order_relaxed) &&
+            control->resetRequest.exchange(0, std::memory_order_acq_rel)) {
             // A running machine restarts from its ROM at once; a stopped one stays at 0.
             uint8_t running = state->running;
             Z80_Reset(state);

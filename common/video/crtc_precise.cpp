@@ -77,6 +77,45 @@ inline void TickOneCharacter(CRTC_State& c) {
     if (c.HCC == c.R[2] && c.hsyncCountdown == 0) CRTC_HSyncStart();
 }
 
+// Characters after which the next would have to do more than draw and count: a countdown
+// running out, MA leaving its 1 KB block, HCC reaching R0 + 1, R1 or R2. Up to limit;
+// 0 when the very next character is such a one.
+inline unsigned QuietCharacters(const CRTC_State& c, unsigned limit) {
+    uint16_t next = static_cast<uint16_t>(c.MA + 1);
+    if ((next & 0xFC00) != c.addressBlock) return 0;
+    unsigned quiet = limit;
+    auto bound = [&quiet](unsigned steps) { quiet = steps < quiet ? steps : quiet; };
+    bound(0x400u - (next & 0x3FF));
+    // Steps until HCC equals each value, less one (255 when it equals it now); HCC never
+    // reaches R0 + 1 = 256.
+    bound((c.R[1] - c.HCC - 1u) & 0xFF);
+    bound((c.R[2] - c.HCC - 1u) & 0xFF);
+    if (c.R[0] != 0xFF) bound((c.R[0] - c.HCC) & 0xFF);
+    if (c.hsyncCountdown) bound(c.hsyncCountdown - 1u);
+    if (c.modeChangeDelay) bound(c.modeChangeDelay - 1u);
+    if (c.gaHsyncDelay) bound(c.gaHsyncDelay - 1u);
+    return quiet;
+}
+
+// count characters that TickOneCharacter would only draw and count, at once.
+inline void TickQuietCharacters(CRTC_State& c, unsigned count) {
+    if (c.hsyncCountdown || c.frameEndCountdown) {
+        for (unsigned i = 0; i < count; ++i) PAL_DrawSync();
+    } else if ((c.status & CRTC_STATUS_DISPLAY) && c.ramBlock) {
+        PAL_DrawChars(c.ramBlock, c.byteOffset, static_cast<int>(count));
+    } else {
+        PAL_DrawChars(nullptr, 0, static_cast<int>(count));
+    }
+    if (c.hsyncCountdown) c.hsyncCountdown = static_cast<uint8_t>(c.hsyncCountdown - count);
+    if (c.modeChangeDelay) c.modeChangeDelay = static_cast<uint8_t>(c.modeChangeDelay - count);
+    if (c.gaHsyncDelay) c.gaHsyncDelay = static_cast<uint8_t>(c.gaHsyncDelay - count);
+    c.MA = static_cast<uint16_t>(c.MA + count);
+    c.byteOffset = static_cast<uint16_t>((c.byteOffset + 2 * count) & 0x3FFE);
+    c.HCC = static_cast<uint8_t>(c.HCC + count);
+    c.lineTime = static_cast<int16_t>(static_cast<uint16_t>(c.lineTime) + count);
+    c.hccAtR0 = c.HCC == c.R[0];
+}
+
 void StartNewFrame(CRTC_State& c) {
     c.SL = 0;
     c.lineStartMA = c.startAddress;
@@ -167,7 +206,17 @@ uint8_t CRTC_in_best(uint8_t index) {
 
 void CRTC_Tick_best(uint8_t microseconds) {
     CRTC_State& c = Crtc();
-    for (; microseconds; --microseconds) TickOneCharacter(c);
+    // A single character always takes the full step, which defines what a run must do.
+    while (microseconds) {
+        unsigned quiet = microseconds > 1 ? QuietCharacters(c, microseconds) : 0;
+        if (quiet) {
+            TickQuietCharacters(c, quiet);
+            microseconds = static_cast<uint8_t>(microseconds - quiet);
+        } else {
+            TickOneCharacter(c);
+            --microseconds;
+        }
+    }
 }
 
 void CRTC_ComputeAddress() {

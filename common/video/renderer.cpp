@@ -202,10 +202,9 @@ inline void FillBorder(LineCursor& cursor, uint8_t ink, int32_t count) {
     cursor.dest += count;
 }
 
-// A character that is only partly on the row, pixel by pixel.
-__attribute__((noinline)) void DrawCharAtEdge(const uint8_t* videoBytes) {
-    // A local cursor: the pixel stores could otherwise alias it and force reloads.
-    LineCursor line = g_renderer.line;
+// A character that is only partly on the row, pixel by pixel. The cursor goes in and out
+// by value, so that the caller's copy can stay in registers.
+__attribute__((noinline)) LineCursor DrawCharAtEdge(LineCursor line, const uint8_t* videoBytes) {
     const uint8_t* inks = g_Machine.ga.penInks;
     if (!videoBytes) {
         EmitRun(line, inks[kBorderInk], 16);
@@ -215,7 +214,36 @@ __attribute__((noinline)) void DrawCharAtEdge(const uint8_t* videoBytes) {
         EmitByte(line, Decoded(videoBytes[0], mode, inks));
         EmitByte(line, Decoded(videoBytes[1], mode, inks));
     }
-    g_renderer.line = line;
+    return line;
+}
+
+// One character of video RAM (none for border) at the cursor, by the pixel output rule;
+// UseDecodeKey has been given mode and inks. The usual cases cost least: a character
+// wholly left of the row drops its pixels, one wholly on the row is stored whole.
+inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode,
+                       const uint8_t* inks) {
+    int32_t x = line.x;
+    if (x + 16 < 0) {
+        line.x = x + 16;
+        return;
+    }
+    if (x >= PAL_SCREEN_WIDTH - 1) {  // past the right edge, where x stops
+        line.x = PAL_SCREEN_WIDTH > x ? PAL_SCREEN_WIDTH : x;
+        return;
+    }
+    if (!RunFullyShown(line, 16)) {
+        line = DrawCharAtEdge(line, videoBytes);
+        return;
+    }
+    uint8_t* dest = line.dest;
+    if (!videoBytes) {
+        std::memset(dest, inks[kBorderInk], 16);
+    } else {
+        StorePixels(dest, Decoded(videoBytes[0], mode, inks));
+        StorePixels(dest + 8, Decoded(videoBytes[1], mode, inks));
+    }
+    line.dest = dest + 16;
+    line.x = x + 16;
 }
 
 void MeasureSpeed() {
@@ -270,35 +298,30 @@ void PAL_BeginLine() {
 }
 
 void PAL_DrawChar(const uint8_t* videoBytes) {
-    LineCursor& line = g_renderer.line;
-    if (g_renderer.frameSkipCounter || !line.dest) return;
-    // The usual cases cost least: a character wholly left of the row drops its pixels, one
-    // wholly on the row is stored whole.
-    int32_t x = line.x;
-    if (x + 16 < 0) {
-        line.x = x + 16;
-        return;
-    }
-    if (x >= PAL_SCREEN_WIDTH - 1) {  // past the right edge, where x stops
-        line.x = PAL_SCREEN_WIDTH > x ? PAL_SCREEN_WIDTH : x;
-        return;
-    }
-    if (!RunFullyShown(line, 16)) {
-        DrawCharAtEdge(videoBytes);
-        return;
-    }
+    if (g_renderer.frameSkipCounter || !g_renderer.line.dest) return;
     const uint8_t* inks = g_Machine.ga.penInks;
-    uint8_t* dest = line.dest;
-    if (!videoBytes) {
-        std::memset(dest, inks[kBorderInk], 16);
-    } else {
-        uint8_t mode = g_Machine.crtc.currentMode & 3;
+    uint8_t mode = g_Machine.crtc.currentMode & 3;
+    if (videoBytes) UseDecodeKey(mode, inks);
+    DrawCharAt(g_renderer.line, videoBytes, mode, inks);
+}
+
+void PAL_DrawChars(const uint8_t* ramBlock, uint16_t byteOffset, int count) {
+    if (g_renderer.frameSkipCounter || !g_renderer.line.dest) return;
+    const uint8_t* inks = g_Machine.ga.penInks;
+    uint8_t mode = g_Machine.crtc.currentMode & 3;
+    LineCursor line = g_renderer.line;  // local, so that the pixel stores cannot alias it
+    if (ramBlock) {
         UseDecodeKey(mode, inks);
-        StorePixels(dest, Decoded(videoBytes[0], mode, inks));
-        StorePixels(dest + 8, Decoded(videoBytes[1], mode, inks));
+        for (int i = 0; i < count; ++i) {
+            DrawCharAt(line, ramBlock + byteOffset, mode, inks);
+            byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+        }
+    } else {
+        for (int i = 0; i < count; ++i) DrawCharAt(line, nullptr, mode, inks);
     }
-    line.dest = dest + 16;
-    line.x = x + 16;
+    // Field by field: a whole-record copy would read back the parts just written.
+    g_renderer.line.x = line.x;
+    g_renderer.line.dest = line.dest;
 }
 
 void PAL_DrawSync() {

@@ -33,6 +33,9 @@ bool PAL_InitVideoTables();
 void PAL_BeginLine();
 void PAL_DrawChar(const uint8_t* videoBytes);
 void PAL_DrawSync();
+// count characters as PAL_DrawChar draws them one by one: from ramBlock at byteOffset, the
+// offset moving on two bytes a character within the 16 KB block (none: border).
+void PAL_DrawChars(const uint8_t* ramBlock, uint16_t byteOffset, int count);
 
 // Fast CRTC, once per line: the line geometry from the register file and the borders in
 // characters, then a whole line from a 16 KB RAM block (none for border).

@@ -180,8 +180,8 @@ void Z80_CallNN(Z80_State* state) {
 
 void Z80_ExSP(Z80_State* state, uint16_t& pair, uint8_t time) {
     uint16_t stacked = Z80_ReadWord(state, state->SP);
-    Z80_WriteMem(state, state->SP, static_cast<uint8_t>(pair));
-    Z80_WriteMem(state, static_cast<uint16_t>(state->SP + 1), static_cast<uint8_t>(pair >> 8));
+    Z80_WriteByte(state, state->SP, static_cast<uint8_t>(pair));
+    Z80_WriteByte(state, static_cast<uint16_t>(state->SP + 1), static_cast<uint8_t>(pair >> 8));
     pair = stacked;
     state->intExtra = 0;
     state->time += time;

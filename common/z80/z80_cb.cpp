@@ -35,7 +35,7 @@ void Z80_Step_CB(Z80_State* state, uint8_t opcode) {
     if (code == kZ80CodeMemoryHL) {
         uint8_t value = Z80_ReadMem(state, state->HL.w);
         if (Z80_BitOperation(state, operation, selector, value, kZ80CbMemoryTime[operation]))
-            Z80_WriteMem(state, state->HL.w, value);
+            Z80_WriteByte(state, state->HL.w, value);
         return;
     }
     Z80_BitOperation(state, operation, selector, Z80_RegisterByCode(state, code),

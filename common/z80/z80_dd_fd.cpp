@@ -46,7 +46,7 @@ void StepIndexedBit(Z80_State* state, uint8_t displacement) {
     uint8_t value = Z80_ReadMem(state, address);
     unsigned operation = op >> 6;
     if (Z80_BitOperation(state, operation, (op >> 3) & 7, value, kZ80IndexedBitTime[operation]))
-        Z80_WriteMem(state, address, value);
+        Z80_WriteByte(state, address, value);
 }
 
 // A DD/FD form this processor does not implement: run it without the prefix, then
@@ -80,8 +80,8 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
             break;
         case 0x22: {  // LD (nn),IX
             uint16_t address = Z80_FetchWord(state);
-            Z80_WriteMem(state, address, index.lo);
-            Z80_WriteMem(state, static_cast<uint16_t>(address + 1), index.hi);
+            Z80_WriteByte(state, address, index.lo);
+            Z80_WriteByte(state, static_cast<uint16_t>(address + 1), index.hi);
             state->time += 6;
             break;
         }
@@ -113,12 +113,12 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
                 Z80_Inc8(state, value, 6);
             else
                 Z80_Dec8(state, value, 6);
-            Z80_WriteMem(state, address, value);
+            Z80_WriteByte(state, address, value);
             break;
         }
         case 0x36: {  // LD (IX+d),n: the displacement comes first
             uint16_t address = IndexedAddress(state, index);
-            Z80_WriteMem(state, address, Z80_FetchByte(state));
+            Z80_WriteByte(state, address, Z80_FetchByte(state));
             state->time += 6;
             break;
         }
@@ -171,8 +171,8 @@ void Z80_Step_DD_FD(Z80_State* state, uint8_t byte) {
         case 0x74:
         case 0x75:
         case 0x77:
-            Z80_WriteMem(state, IndexedAddress(state, index),
-                         Z80_RegisterByCode(state, opcode & 7));
+            Z80_WriteByte(state, IndexedAddress(state, index),
+                          Z80_RegisterByCode(state, opcode & 7));
             state->time += 5;
             break;
 

@@ -26,7 +26,7 @@ void LoadAFromSpecial(Z80_State* state, uint8_t value) {
 
 // LDI, LDD, LDIR, LDDR. Returns true when a repeating form must run again.
 bool BlockMove(Z80_State* state, bool down, bool repeat) {
-    Z80_WriteMem(state, state->DE.w, Z80_ReadMem(state, state->HL.w));
+    Z80_WriteByte(state, state->DE.w, Z80_ReadMem(state, state->HL.w));
     Step(state->HL.w, down);
     Step(state->DE.w, down);
     --state->BC.w;
@@ -114,9 +114,9 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
         case 0x73: {  // LD (nn),rp
             uint16_t address = Z80_FetchWord(state);
             uint16_t value = Z80_PairByCode(state, (opcode >> 4) & 3);
-            Z80_WriteMem(state, address, static_cast<uint8_t>(value));
-            Z80_WriteMem(state, static_cast<uint16_t>(address + 1),
-                         static_cast<uint8_t>(value >> 8));
+            Z80_WriteByte(state, address, static_cast<uint8_t>(value));
+            Z80_WriteByte(state, static_cast<uint16_t>(address + 1),
+                          static_cast<uint8_t>(value >> 8));
             break;
         }
         case 0x4B:
@@ -155,8 +155,8 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
 
         case 0x67: {  // RRD
             uint8_t memory = Z80_ReadMem(state, state->HL.w);
-            Z80_WriteMem(state, state->HL.w,
-                         static_cast<uint8_t>((memory >> 4) | (Z80_A(state) << 4)));
+            Z80_WriteByte(state, state->HL.w,
+                          static_cast<uint8_t>((memory >> 4) | (Z80_A(state) << 4)));
             Z80_A(state) = static_cast<uint8_t>((Z80_A(state) & 0xF0) | (memory & 0x0F));
             Z80_F(state) &= kKeepCarry;
             Z80_SetSZP(state, Z80_A(state));
@@ -164,8 +164,8 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
         }
         case 0x6F: {  // RLD
             uint8_t memory = Z80_ReadMem(state, state->HL.w);
-            Z80_WriteMem(state, state->HL.w,
-                         static_cast<uint8_t>((memory << 4) | (Z80_A(state) & 0x0F)));
+            Z80_WriteByte(state, state->HL.w,
+                          static_cast<uint8_t>((memory << 4) | (Z80_A(state) & 0x0F)));
             Z80_A(state) = static_cast<uint8_t>((Z80_A(state) & 0xF0) | (memory >> 4));
             Z80_F(state) &= kKeepCarry;
             Z80_SetSZP(state, Z80_A(state));
@@ -193,7 +193,7 @@ void Z80_Step_ED(Z80_State* state, uint8_t opcode) {
             break;
         case 0xA2:
         case 0xAA:  // INI, IND
-            Z80_WriteMem(state, state->HL.w, state->machine->In(state->BC.w));
+            Z80_WriteByte(state, state->HL.w, state->machine->In(state->BC.w));
             Step(state->HL.w, opcode & 0x08);
             --state->BC.hi;
             SetBlockPortFlags(state);

@@ -48,9 +48,9 @@ inline bool Z80_ConditionHolds(const Z80_State* state, unsigned code) {
 
 inline void Z80_Push(Z80_State* state, uint16_t value) {
     state->SP = static_cast<uint16_t>(state->SP - 1);
-    Z80_WriteMem(state, state->SP, static_cast<uint8_t>(value >> 8));
+    Z80_WriteByte(state, state->SP, static_cast<uint8_t>(value >> 8));
     state->SP = static_cast<uint16_t>(state->SP - 1);
-    Z80_WriteMem(state, state->SP, static_cast<uint8_t>(value));
+    Z80_WriteByte(state, state->SP, static_cast<uint8_t>(value));
 }
 
 inline uint16_t Z80_Pop(Z80_State* state) {

@@ -16,7 +16,7 @@ inline uint8_t ReadOperand(Z80_State* state, unsigned code) {
 
 inline void WriteOperand(Z80_State* state, unsigned code, uint8_t value) {
     if (code == kZ80CodeMemoryHL)
-        Z80_WriteMem(state, state->HL.w, value);
+        Z80_WriteByte(state, state->HL.w, value);
     else
         Z80_RegisterByCode(state, code) = value;
 }
@@ -65,8 +65,8 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
             Z80_PairByCode(state, opcode >> 4) = Z80_FetchWord(state);
             break;
 
-        case 0x02: Z80_WriteMem(state, state->BC.w, Z80_A(state)); break;
-        case 0x12: Z80_WriteMem(state, state->DE.w, Z80_A(state)); break;
+        case 0x02: Z80_WriteByte(state, state->BC.w, Z80_A(state)); break;
+        case 0x12: Z80_WriteByte(state, state->DE.w, Z80_A(state)); break;
         case 0x0A: Z80_A(state) = Z80_ReadMem(state, state->BC.w); break;
         case 0x1A: Z80_A(state) = Z80_ReadMem(state, state->DE.w); break;
 
@@ -114,7 +114,7 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
                 Z80_Inc8(state, value, kZ80RegularTime[opcode]);
             else
                 Z80_Dec8(state, value, kZ80RegularTime[opcode]);
-            Z80_WriteMem(state, state->HL.w, value);
+            Z80_WriteByte(state, state->HL.w, value);
             return;
         }
 
@@ -173,12 +173,12 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
 
         case 0x22: {  // LD (nn),HL
             uint16_t address = Z80_FetchWord(state);
-            Z80_WriteMem(state, address, state->HL.lo);
-            Z80_WriteMem(state, static_cast<uint16_t>(address + 1), state->HL.hi);
+            Z80_WriteByte(state, address, state->HL.lo);
+            Z80_WriteByte(state, static_cast<uint16_t>(address + 1), state->HL.hi);
             break;
         }
         case 0x2A: state->HL.w = Z80_ReadWord(state, Z80_FetchWord(state)); break;
-        case 0x32: Z80_WriteMem(state, Z80_FetchWord(state), Z80_A(state)); break;
+        case 0x32: Z80_WriteByte(state, Z80_FetchWord(state), Z80_A(state)); break;
         case 0x3A: Z80_A(state) = Z80_ReadMem(state, Z80_FetchWord(state)); break;
 
         case 0x27: Z80_Daa(state); break;

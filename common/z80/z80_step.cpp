@@ -52,7 +52,7 @@ bool AcceptInterrupt(Z80_State* state) {
 }
 
 // Hands the time since notedTime to the devices and takes interrupts while enabled.
-void UpdateDevices(Z80_State* state, uint32_t notedTime) {
+void HandOnTime(Z80_State* state, uint32_t notedTime) {
     for (;;) {
         state->machine->Update(static_cast<uint8_t>(state->time - notedTime));
         notedTime = state->time;
@@ -178,7 +178,7 @@ void Z80_Step(Z80_State* state) {
 
     if (instructionEnded) {
         if (state->IFF1 > 1) --state->IFF1;
-        UpdateDevices(state, notedTime);
+        HandOnTime(state, notedTime);
     }
 
     // Only the list's nodes can stop the processor here, so an empty list needs no call.
@@ -202,5 +202,5 @@ void Z80_SetStopReason(Z80_State* state, uint8_t reason) {
 }
 
 void Z80_WriteMem(Z80_State* state, uint16_t address, uint8_t value) {
-    state->machine->WriteMem(address, value);
+    Z80_WriteByte(state, address, value);
 }

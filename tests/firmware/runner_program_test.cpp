@@ -2,9 +2,11 @@
 // results from the same command line, and real-time pacing.
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -166,6 +168,7 @@ TEST(RunnerProgram, TheSameCommandLineGivesTheSameResults) {
     TempFolder folder;
     auto run = [&](const std::string& picture) {
         return RunProgram("--model 6128 --no-trace --roms " + FirmwareDirectory() +
+                          " --frame-hashes " + folder.File(picture + ".hashes") +
                           " --until-text Ready --type 'print 1/3\\n' --run-ms 333 --screenshot " +
                           folder.File(picture) +
                           " --monitor 'BR 0038' --until-stop --screen-text --dump-monitor");
@@ -185,6 +188,10 @@ TEST(RunnerProgram, TheSameCommandLineGivesTheSameResults) {
     std::string picture = ReadAll(folder.File("first.png"));
     EXPECT_GT(picture.size(), 1000u);
     EXPECT_EQ(picture, ReadAll(folder.File("second.png")));
+    // A hash for each of the frames of the session (boot, typing, 333 ms), the same in both.
+    std::string hashes = ReadAll(folder.File("first.png.hashes"));
+    EXPECT_GT(std::count(hashes.begin(), hashes.end(), '\n'), 100);
+    EXPECT_EQ(hashes, ReadAll(folder.File("second.png.hashes")));
 }
 
 // A benchmark that prints what it measures: with --realtime ten CPC seconds take ten host
@@ -194,13 +201,25 @@ TEST(RunnerProgram, RealTimePacing) {
     GTEST_SKIP() << "under ThreadSanitizer the machine runs slower than a real one";
 #endif
     BlankMachine machine;
+    auto processorSeconds = [] {
+        rusage usage{};
+        getrusage(RUSAGE_CHILDREN, &usage);
+        return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
+               (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    };
+    double processorBefore = processorSeconds();
     auto start = std::chrono::steady_clock::now();
     Result paced = RunProgram(machine.Options() + "--realtime --run-ms 10000");
     double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    double busy = processorSeconds() - processorBefore;
     EXPECT_EQ(paced.code, 0);
-    std::printf("10 emulated seconds with --realtime took %.3f host seconds\n", seconds);
+    std::printf("10 emulated seconds with --realtime took %.3f host seconds, %.3f of them busy\n",
+                seconds, busy);
     EXPECT_GT(seconds, 9.9);  // pacing never lets the machine run ahead of the clock
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_LT(busy, 0.1 * seconds);  // waiting for the clock costs next to nothing
+#endif
 
     Result fast = RunProgram(machine.Options() + "--run-ms 10000 --bench");
     std::printf("without it: %s", fast.out.c_str());

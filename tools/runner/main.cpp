@@ -191,6 +191,15 @@ int main(int argc, char** argv) {
     machine.keepGoing = options.keepGoing;
     machine.realtime = options.realtime;
     machine.keepFrames = WantsFrames(options);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> frameHashes(nullptr, std::fclose);
+    if (!options.frameHashes.empty()) {
+        frameHashes.reset(std::fopen(options.frameHashes.c_str(), "w"));
+        if (!frameHashes)
+            return Fail("--frame-hashes: cannot create " + options.frameHashes + ": " +
+                            std::strerror(errno),
+                        EXIT_BAD_USAGE);
+        machine.frameHashes = frameHashes.get();
+    }
     uint8_t type = options.fast ? (options.type | CPC_TYPE_SPEED_BITS) : options.type;
     if (!Runner_StartMachine(machine, type, options.crtcType, options.romDirectory, error)) {
         return Fail(error, EXIT_NO_MACHINE);
@@ -233,5 +242,11 @@ int main(int argc, char** argv) {
     Runner_ReportRepeatedStops(machine, stderr);
     Runner_ShutdownMachine(machine);
     PAL_EjectAll();
+    if (frameHashes) {
+        bool written = !machine.frameHashWriteFailed && std::fflush(frameHashes.get()) == 0 &&
+                       !std::ferror(frameHashes.get());
+        if (!written && code == EXIT_DONE)
+            code = Fail("--frame-hashes: cannot write " + options.frameHashes, EXIT_BAD_USAGE);
+    }
     return code;
 }

@@ -11,6 +11,7 @@
 #include "common/machine/machine.h"
 #include "common/sound/psg.h"
 #include "common/video/renderer.h"
+#include "tools/runner/frame_hashes.h"
 #include "tools/runner/screen_text.h"
 
 RunnerDriver g_RunnerDriver;
@@ -161,6 +162,12 @@ void Runner_OnFrame() {
     if (d.machine->keepFrames) {
         const uint8_t* frame = PAL_GetFrameBuffer();
         if (frame) std::memcpy(d.lastFrame.data(), frame, d.lastFrame.size());
+    }
+    if (d.machine->frameHashes) {
+        const uint8_t* frame = PAL_GetFrameBuffer();
+        if (frame &&
+            !Runner_WriteFrameHash(d.machine->frameHashes, d.machine->framesHashed++, frame))
+            d.machine->frameHashWriteFailed = true;
     }
     // Looked for at the frame's end, where the picture is whole; the run ends with the
     // slice, so the frame just finished is the last complete one.

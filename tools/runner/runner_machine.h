@@ -32,16 +32,20 @@ struct RunnerStop {
 
 struct RunnerMachine {
     // Settings, before Runner_StartMachine.
-    bool keepGoing = false;       // count stop reasons and run on instead of stopping
-    bool realtime = false;        // pace to real time (actual speed on)
-    bool keepFrames = false;      // keep a copy of each complete frame (Runner_LastFrame)
-    std::FILE* stopLog = stderr;  // with keepGoing, where each new kind of stop is told
+    bool keepGoing = false;            // count stop reasons and run on instead of stopping
+    bool realtime = false;             // pace to real time (actual speed on)
+    bool keepFrames = false;           // keep a copy of each complete frame (Runner_LastFrame)
+    std::FILE* stopLog = stderr;       // with keepGoing, where each new kind of stop is told
+    std::FILE* frameHashes = nullptr;  // when set, a hash of every complete frame goes here
 
     // The last run action: how it ended and, when the machine stopped, why and where.
     RunnerOutcome outcome = RunnerOutcome::Done;
     uint8_t stopReason = 0;
     uint16_t stopPC = 0;
     std::vector<RunnerStop> stops;  // with keepGoing
+
+    uint64_t framesHashed = 0;
+    bool frameHashWriteFailed = false;
 
     bool started = false;
     std::vector<uint8_t> frameBuffer;  // the renderer draws here

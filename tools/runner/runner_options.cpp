@@ -58,6 +58,8 @@ const char* const HELP_TEXT =
     "                               per host millisecond over all the actions\n"
     "  --no-trace                   write no trace records (otherwise the trace library\n"
     "                               beside the program, when present, logs them)\n"
+    "  --frame-hashes FILE          write a hash of every complete frame to FILE, one\n"
+    "                               line each, to compare runs frame by frame\n"
     "  --help                       print this text\n"
     "\n"
     "Actions:\n"
@@ -234,6 +236,12 @@ const OptionRow OPTIONS[] = {
      }},
     {"--bench", OptionRole::Setting, false,
      [](RunnerOptions& o, const std::string&, std::string&) { return o.bench = true; }},
+    {"--frame-hashes", OptionRole::Setting, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!NonEmpty("--frame-hashes", v, "a file name", e)) return false;
+         o.frameHashes = v;
+         return true;
+     }},
     {"--no-trace", OptionRole::Setting, false,
      [](RunnerOptions& o, const std::string&, std::string&) {
          o.trace = false;

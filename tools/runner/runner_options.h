@@ -40,6 +40,7 @@ struct RunnerOptions {
     // Settings that may stand anywhere.
     bool bench = false;
     bool trace = true;           // trace records go to the trace library when it is present
+    std::string frameHashes;     // --frame-hashes: file for one hash per complete frame
     uint64_t timeoutMs = 30000;  // limit of the waiting actions that follow
     std::vector<RunnerAction> actions;
 };

@@ -21,14 +21,40 @@ RunnerParseResult Parse(std::vector<const char*> args, RunnerOptions& options) {
 
 TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     RunnerOptions options;
-    ASSERT_EQ(Parse({"--model",      "464fdi",         "--crtc",     "0",
-                     "--roms",       "/x/roms",        "--fast",     "--realtime",
-                     "--keep-going", "--bench",        "--no-trace", "--until-text",
-                     "Ready",        "--timeout-ms",   "500",        "--type",
-                     "run\\n",       "--until-text",   "Bye",        "--run-ms",
-                     "20",           "--screenshot",   "a.png",      "--screen-text",
-                     "--until-stop", "--monitor",      "BR 0038",    "--monitor-script",
-                     "s.txt",        "--dump-monitor", "--wav",      "b.wav"},
+    ASSERT_EQ(Parse({"--model",
+                     "464fdi",
+                     "--crtc",
+                     "0",
+                     "--roms",
+                     "/x/roms",
+                     "--fast",
+                     "--realtime",
+                     "--keep-going",
+                     "--bench",
+                     "--no-trace",
+                     "--until-text",
+                     "Ready",
+                     "--timeout-ms",
+                     "500",
+                     "--type",
+                     "run\\n",
+                     "--until-text",
+                     "Bye",
+                     "--run-ms",
+                     "20",
+                     "--screenshot",
+                     "a.png",
+                     "--screen-text",
+                     "--until-stop",
+                     "--monitor",
+                     "BR 0038",
+                     "--monitor-script",
+                     "s.txt",
+                     "--dump-monitor",
+                     "--wav",
+                     "b.wav",
+                     "--frame-hashes",
+                     "h.txt"},
                     options),
               RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
@@ -39,6 +65,7 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     EXPECT_TRUE(options.realtime);
     EXPECT_TRUE(options.keepGoing);
     EXPECT_TRUE(options.fast);
+    EXPECT_EQ(options.frameHashes, "h.txt");
     // Kind, time (limits for UntilText: 30 s until --timeout-ms changes it), text.
     using K = RunnerActionKind;
     const std::vector<std::tuple<K, uint64_t, std::string>> expected = {
@@ -81,6 +108,7 @@ TEST(RunnerOptions, BadUsageIsExplained) {
         {"--monitor", "REG A 01\t"},
         {"--monitor", "BR ~"},
         {"--monitor-script", ""},
+        {"--frame-hashes", ""},
         {"--monitor", "FILL 4000 0100 00 00000000000000000000000000000000000000000"}};
     for (auto [option, argument] : bad) {
         RunnerOptions options;
