@@ -18,11 +18,18 @@ constexpr int64_t kYieldMicroseconds = 60;
 // that after a hold or a slow stretch the machine does not race.
 constexpr int64_t kMaxLagMicroseconds = 100000;
 
+// The ring's speed correction counts only while an audio device drains the ring: with
+// none (sound off, no device, a headless run) the ring stays full and its correction would
+// hold the machine 5 % below real time. A reader that has not called for this long is gone.
+constexpr uint64_t kReaderGoneMicroseconds = 200000;
+
 struct Pacing {
     bool available = false;
-    uint64_t frequency = 0;   // host counter ticks per second
-    uint64_t hostSync = 0;    // host counter at the synchronisation point
-    uint64_t deviceSync = 0;  // device time at the synchronisation point
+    uint32_t ringReads = 0;     // the reader's call count when it last changed
+    uint64_t ringReadHost = 0;  // host counter at that change
+    uint64_t frequency = 0;     // host counter ticks per second
+    uint64_t hostSync = 0;      // host counter at the synchronisation point
+    uint64_t deviceSync = 0;    // device time at the synchronisation point
 };
 Pacing g_pacing;
 
@@ -42,10 +49,22 @@ void Resynchronise(uint64_t host, uint64_t device) {
     g_pacing.deviceSync = device;
 }
 
+int16_t SpeedCorrection(uint64_t now) {
+    uint32_t reads = g_PsgSound.ringReads.load(std::memory_order_relaxed);
+    if (reads != g_pacing.ringReads) {
+        g_pacing.ringReads = reads;
+        g_pacing.ringReadHost = now;
+    }
+    if (TicksToMicroseconds(now - g_pacing.ringReadHost) > kReaderGoneMicroseconds) return 0;
+    return g_PsgSound.speedCorrection;
+}
+
 }  // namespace
 
 void Emul_StartPacing(Z80_State* state) {
     g_pacing.available = PAL_QueryPerformanceFrequency(&g_pacing.frequency);
+    g_pacing.ringReads = g_PsgSound.ringReads.load(std::memory_order_relaxed);
+    g_pacing.ringReadHost = 0;  // no reader until it calls
     if (!g_pacing.available)
         XT_Trace("Emul_Run(): Performance counters not available - Running at full speed");
     Resynchronise(g_pacing.available ? PAL_QueryPerformanceCounter() : 0,
@@ -60,8 +79,7 @@ void Emul_Run(const EmulControl* control, Z80_State* state) {
         Resynchronise(now, device);
         return;
     }
-    int64_t emulated =
-        static_cast<int64_t>(device - g_pacing.deviceSync) + int16_t{g_PsgSound.speedCorrection};
+    int64_t emulated = static_cast<int64_t>(device - g_pacing.deviceSync) + SpeedCorrection(now);
     if (emulated <= 0) {  // a negative correction at least as large skips the wait
         Resynchronise(now, device);
         return;

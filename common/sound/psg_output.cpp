@@ -36,6 +36,7 @@ struct Voice {
 
 uint32_t PSG_ReadRing(uint8_t* buffer, uint32_t size) {
     PSG_SoundState& s = g_PsgSound;
+    s.ringReads.fetch_add(1, std::memory_order_relaxed);
     // A reset on the emulation thread may set both positions to 0 at any time; whatever
     // is read here, every index stays inside the ring.
     uint32_t read = s.ringRead.load(std::memory_order_relaxed) % PSG_SAMPLE_RING_BYTES;

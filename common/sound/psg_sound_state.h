@@ -74,6 +74,8 @@ struct PSG_SoundState {
     std::atomic<uint32_t> ringRead{0};
     std::atomic<uint32_t> ringWrite{0};
     uint32_t sampleAccumulator{};  // emulation thread only
+    // Counts the reader's calls, so that pacing can tell whether anything drains the ring.
+    std::atomic<uint32_t> ringReads{0};
 
     // Pacing feedback, shown on the status line.
     PSG_Shared<int16_t> speedCorrection;
