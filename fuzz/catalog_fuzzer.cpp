@@ -11,23 +11,6 @@
 #include "common/xtools/xtools.h"
 #include "tools/runner/autorun.h"
 
-namespace {
-struct Cursor {
-    const uint8_t* data;
-    size_t size;
-    size_t at;
-};
-
-size_t ReadFromCursor(void* context, uint8_t* buffer, size_t count) {
-    auto* cursor = static_cast<Cursor*>(context);
-    size_t left = cursor->size - cursor->at;
-    size_t n = count < left ? count : left;
-    for (size_t i = 0; i < n; ++i) buffer[i] = cursor->data[cursor->at + i];
-    cursor->at += n;
-    return n;
-}
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const bool quiet = (XT_AdjustTraceLevel(0), true);
     (void)quiet;
@@ -35,10 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     size_t nameLength = data[0] & 31;
     if (nameLength > size - 1) nameLength = size - 1;
     std::string imageName(reinterpret_cast<const char*>(data + 1), nameLength);
-    Cursor cursor{data + 1 + nameLength, size - 1 - nameLength, 0};
 
     FDC_Disk disk{};
-    if (FDC_LoadHostDsk(&disk, FDC_ImageReader{&cursor, ReadFromCursor})) {
+    if (FDC_LoadDskBytes(&disk, data + 1 + nameLength, size - 1 - nameLength)) {
         std::vector<AmsdosFile> files;
         if (Runner_ReadCatalog(disk, files)) {
             std::string command = Runner_ChooseAutorunCommand(files, imageName);

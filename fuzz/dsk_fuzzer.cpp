@@ -11,25 +11,10 @@
 #include "common/xtools/xtools.h"
 
 namespace {
-struct Cursor {
-    const uint8_t* data;
-    size_t size;
-    size_t at;
-};
-
-size_t ReadFromCursor(void* context, uint8_t* buffer, size_t count) {
-    auto* cursor = static_cast<Cursor*>(context);
-    size_t left = cursor->size - cursor->at;
-    size_t n = count < left ? count : left;
-    for (size_t i = 0; i < n; ++i) buffer[i] = cursor->data[cursor->at + i];
-    cursor->at += n;
-    return n;
-}
 
 void InsertImage(const uint8_t* image, size_t size, int drive) {
-    Cursor cursor{image, size, 0};
     FDC_Disk* disk = new FDC_Disk{};
-    if (FDC_LoadHostDsk(disk, FDC_ImageReader{&cursor, ReadFromCursor})) {
+    if (FDC_LoadDskBytes(disk, image, size)) {
         FDC_InsertDisk(drive, disk);
     } else {
         FDC_FreeDisk(disk);

@@ -35,6 +35,8 @@ struct FDC_ImageReader {
 // Reads a whole image into disk, which must be empty. On failure disk keeps what was built
 // so far (FDC_FreeDisk releases it) and loadError says why.
 bool FDC_LoadHostDsk(FDC_Disk* disk, const FDC_ImageReader& reader);
+// The same from an image already in memory.
+bool FDC_LoadDskBytes(FDC_Disk* disk, const uint8_t* bytes, size_t size);
 // Frees the tracks, their data and sector tables; the disk is empty afterwards.
 void FDC_FreeDisk(FDC_Disk* disk);
 

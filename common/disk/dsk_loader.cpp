@@ -166,3 +166,19 @@ const FDC_Sector* FDC_FindSectorById(const FDC_Disk* disk, uint8_t track, uint8_
         if (t.sectors[j].R == R) return &t.sectors[j];
     return nullptr;
 }
+
+bool FDC_LoadDskBytes(FDC_Disk* disk, const uint8_t* bytes, size_t size) {
+    struct Cursor {
+        const uint8_t* bytes;
+        size_t size;
+        size_t at;
+    } cursor{bytes, size, 0};
+    auto read = [](void* context, uint8_t* buffer, size_t count) -> size_t {
+        auto* c = static_cast<Cursor*>(context);
+        size_t n = count < c->size - c->at ? count : c->size - c->at;
+        if (n) std::memcpy(buffer, c->bytes + c->at, n);
+        c->at += n;
+        return n;
+    };
+    return FDC_LoadHostDsk(disk, FDC_ImageReader{&cursor, read});
+}

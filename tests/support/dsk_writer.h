@@ -133,18 +133,7 @@ inline Bytes HelloDiskImage() {
 
 // A disk model loaded from bytes, as the drive slots would load a file.
 inline bool LoadDskBytes(const Bytes& bytes, FDC_Disk& disk) {
-    struct Cursor {
-        const Bytes& bytes;
-        size_t at;
-    } cursor{bytes, 0};
-    auto read = [](void* context, uint8_t* buffer, size_t count) -> size_t {
-        auto* c = static_cast<Cursor*>(context);
-        size_t n = std::min(count, c->bytes.size() - c->at);
-        std::copy_n(c->bytes.begin() + c->at, n, buffer);
-        c->at += n;
-        return n;
-    };
-    return FDC_LoadHostDsk(&disk, FDC_ImageReader{&cursor, read});
+    return FDC_LoadDskBytes(&disk, bytes.data(), bytes.size());
 }
 
 inline void WriteBytes(const std::string& path, const Bytes& bytes) {
