@@ -18,6 +18,8 @@ struct Exchange {
         for (auto& slot : slots) std::memset(slot, PAL_BLACK, sizeof slot);
     }
     uint8_t slots[3][PAL_FRAME_BUFFER_SIZE];
+    uint8_t lastPublished[PAL_FRAME_ROWS][PAL_SCREEN_WIDTH];  // the writer's own copy
+    bool publishNext = true;  // the slots no longer hold lastPublished
     uint8_t writing = 0;
     std::atomic<uint8_t> middle{1};
     uint8_t reading = 2;
@@ -26,15 +28,24 @@ Exchange g_exchange;
 
 }  // namespace
 
-void Frame_Publish(const uint8_t* frameBuffer) {
-    if (!frameBuffer) return;
+bool Frame_Publish(const uint8_t* frameBuffer) {
+    if (!frameBuffer) return false;
     Exchange& e = g_exchange;
-    uint8_t* slot = e.slots[e.writing];
+    bool changed = e.publishNext;
     for (int row = 0; row < PAL_FRAME_ROWS; ++row) {
-        size_t at = size_t{PAL_FRAME_ROW_BYTES} * row;
-        std::memcpy(slot + at, frameBuffer + at, PAL_SCREEN_WIDTH);
+        const uint8_t* source = frameBuffer + size_t{PAL_FRAME_ROW_BYTES} * row;
+        if (!changed && std::memcmp(e.lastPublished[row], source, PAL_SCREEN_WIDTH) == 0) continue;
+        changed = true;
+        std::memcpy(e.lastPublished[row], source, PAL_SCREEN_WIDTH);
     }
+    if (!changed) return false;
+    uint8_t* slot = e.slots[e.writing];
+    for (int row = 0; row < PAL_FRAME_ROWS; ++row)
+        std::memcpy(slot + size_t{PAL_FRAME_ROW_BYTES} * row, e.lastPublished[row],
+                    PAL_SCREEN_WIDTH);
     e.writing = e.middle.exchange(e.writing | kFresh, std::memory_order_acq_rel) & kIndexMask;
+    e.publishNext = false;
+    return true;
 }
 
 const uint8_t* Frame_Latest(bool* fresh) {
@@ -47,4 +58,5 @@ const uint8_t* Frame_Latest(bool* fresh) {
 
 void Frame_Clear() {
     g_exchange.ClearSlots();
+    g_exchange.publishNext = true;
 }

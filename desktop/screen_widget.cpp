@@ -40,7 +40,8 @@ ScreenWidget::ScreenWidget(uint32_t zoom)
 }
 
 void ScreenWidget::FrameReady() {
-    Frame_Publish(PAL_GetFrameBuffer());
+    bool changed = Frame_Publish(PAL_GetFrameBuffer());
+    if (!changed && !PAL_StatusRefreshPending()) return;
     if (!framePending_.exchange(true, std::memory_order_acq_rel))
         QMetaObject::invokeMethod(
             this, [this] { ShowFrame(); }, Qt::QueuedConnection);

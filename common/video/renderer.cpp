@@ -439,6 +439,10 @@ void PAL_RequestStatusRefresh() {
     g_statusRefresh.store(1, std::memory_order_release);
 }
 
+bool PAL_StatusRefreshPending() {
+    return g_statusRefresh.load(std::memory_order_acquire) != 0;
+}
+
 bool PAL_TakeStatusRefresh() {
     return g_statusRefresh.exchange(0, std::memory_order_acq_rel) != 0;
 }

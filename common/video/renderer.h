@@ -53,3 +53,4 @@ uint32_t PAL_GetSpeedFigure();
 // taken (read and cleared) by the host when it repaints its status area.
 void PAL_RequestStatusRefresh();
 bool PAL_TakeStatusRefresh();
+bool PAL_StatusRefreshPending();

@@ -230,6 +230,14 @@ TEST_F(Shell, CompleteFramesReachTheWindowSide) {
     Win32_StopEmulation();
     PAL_SetRepaintHandler(nullptr);
     PAL_SetFrameBuffer(nullptr);
+
+    // A frame like the last one costs the window nothing, except after the slots were
+    // cleared for a restart.
+    frameBuffer[PAL_FRAME_ROW_BYTES * 20 + 5] ^= 1;
+    EXPECT_TRUE(Frame_Publish(frameBuffer.data()));
+    EXPECT_FALSE(Frame_Publish(frameBuffer.data()));
+    Frame_Clear();
+    EXPECT_TRUE(Frame_Publish(frameBuffer.data()));
 }
 
 }  // namespace
