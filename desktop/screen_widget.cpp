@@ -1,10 +1,12 @@
 // Painting the frame and the status line, and passing keys to the key translation.
 #include "desktop/screen_widget.h"
 
+#include <QFontMetrics>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <algorithm>
 
 #include "common/video/renderer.h"
 #include "desktop/frame_exchange.h"
@@ -89,7 +91,18 @@ void ScreenWidget::PaintStatus(QPainter& painter) {
                          QString::fromStdString(value));
     };
     int leftTop = Qt::AlignLeft | Qt::AlignTop;
-    text(STATUS_SPEED_X, right, fields.speed, leftTop);
+    // An unpaced machine can run at "12345.6 %", wider than the field before the mouse
+    // position: that figure gets a smaller font rather than running into it.
+    QString speed = QString::fromStdString(fields.speed);
+    int speedRoom = STATUS_MOUSE_X - STATUS_SPEED_X - 2;
+    int speedWidth = QFontMetrics(font).horizontalAdvance(speed);
+    if (speedWidth > speedRoom) {
+        QFont narrow = font;
+        narrow.setPixelSize(std::max(6, STATUS_FONT_PIXELS * speedRoom / speedWidth));
+        painter.setFont(narrow);
+    }
+    text(STATUS_SPEED_X, STATUS_MOUSE_X, fields.speed, leftTop);
+    painter.setFont(font);
     if (fields.drives) {
         if (!fields.driveA.empty()) text(STATUS_DRIVE_A_X, right, fields.driveA, leftTop);
         if (!fields.driveB.empty()) text(STATUS_DRIVE_B_X, right, fields.driveB, leftTop);
