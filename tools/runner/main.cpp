@@ -1,4 +1,5 @@
 // brallivane-run: the Amstrad CPC without windows, for tests, benchmarks and scripts.
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -88,9 +89,25 @@ int RunMonitor(RunnerMachine& machine, const std::string& line, bool script) {
 // The WAV file being written. Opened and closed while the machine is held; the emulation
 // thread advances it at the end of every slice.
 WavCapture* g_Wav = nullptr;
+// In a paced run the stand-in device plays by the host's clock, as a real one does, so
+// that the ring's level and its speed correction behave as with a real device. Played by
+// the emulated time instead, it would take each buffer just as it was made: the ring would
+// stay nearly empty and its correction would drive the machine 5 % ahead of real time.
+bool g_WavOnHostClock = false;
+std::chrono::steady_clock::time_point g_WavLastAdvance;
 
 void AdvanceWav(uint32_t microseconds) {
-    if (g_Wav) WavCapture_Advance(*g_Wav, microseconds);
+    if (!g_Wav) return;
+    if (g_WavOnHostClock) {
+        // After the machine was held between actions, a slice plays at most 100 ms.
+        constexpr int64_t kLongestPlay = 100000;
+        auto now = std::chrono::steady_clock::now();
+        int64_t played =
+            std::chrono::duration_cast<std::chrono::microseconds>(now - g_WavLastAdvance).count();
+        g_WavLastAdvance = now;
+        microseconds = static_cast<uint32_t>(std::clamp<int64_t>(played, 0, kLongestPlay));
+    }
+    WavCapture_Advance(*g_Wav, microseconds);
 }
 
 // Ends the WAV file being written, if any; an exit code.
@@ -104,6 +121,7 @@ int StartWav(WavCapture& capture, const std::string& path) {
     if (CloseWav(capture) != EXIT_DONE) return EXIT_BAD_USAGE;
     std::string error;
     if (!WavCapture_Open(capture, path, error)) return Fail(error, EXIT_BAD_USAGE);
+    g_WavLastAdvance = std::chrono::steady_clock::now();
     if (!g_Wav) {
         g_Wav = &capture;
         Runner_AddSliceListener(AdvanceWav);
@@ -190,6 +208,7 @@ int main(int argc, char** argv) {
     RunnerMachine machine;
     machine.keepGoing = options.keepGoing;
     machine.realtime = options.realtime;
+    g_WavOnHostClock = options.realtime;
     machine.keepFrames = WantsFrames(options);
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> frameHashes(nullptr, std::fclose);
     if (!options.frameHashes.empty()) {

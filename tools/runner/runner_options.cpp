@@ -93,6 +93,8 @@ const char* const HELP_TEXT =
     "  --wav FILE                   from here on, write what a listener would hear to\n"
     "                               FILE (WAV, 44100 Hz, 16-bit stereo), taking the sound\n"
     "                               out at the real-time rate as the audio device does\n"
+    "                               (by the emulated clock, or with --realtime by the\n"
+    "                               host's clock, as a real device plays)\n"
     "  --dump-monitor               print the monitor's 75 x 41 console (a byte that is\n"
     "                               not printable ASCII shows as '?')\n"
     "\n"
