@@ -57,6 +57,7 @@ void ActOnCode(Z80_State* state, uint8_t code, bool* fullRedraw, bool* singleSte
 }
 
 void EndSlice(Z80_State* state, Slice* slice) {
+    CPC_CatchUpVideo();  // the picture is complete up to now wherever the host looks
     Emul_Run(g_control, state);
     uint64_t now = state->machine->deviceTime;
     uint32_t limit = EMUL_SLICE_MICROSECONDS;
@@ -75,7 +76,10 @@ void Step(Z80_State* state, bool* fullRedraw, Slice* slice) {
         Dbg_ShowDisassembly(state, 1, 1);
         if (const char* message = Emul_StopMessage(state->stopReason)) Dbg_Message(message);
     }
-    if (!state->running) *fullRedraw = true;
+    if (!state->running) {
+        *fullRedraw = true;
+        CPC_CatchUpVideo();
+    }
     Dbg_LogPC(state);
     if (state->machine->deviceTime - slice->start >= slice->limit ||
         (wasRunning && !state->running))

@@ -115,6 +115,7 @@ void CPC_Shutdown(CPC_Machine* machine) {
 
 void CPC_Reset() {
     CPC_Machine& m = g_Machine;
+    CPC_CatchUpVideo();  // what was drawn before the reset stays drawn
     CPC_SetRomConfig(kResetRomConfig);
     for (int page = 0; page < 4; ++page) m.writeMap[page] = m.baseRam[page];
     CPC_UpdateMemMap();
@@ -138,7 +139,9 @@ uint8_t CPC_ReadMem(uint16_t address) {
 }
 
 void CPC_WriteMem(uint16_t address, uint8_t value) {
-    g_Machine.writeMap[address >> kPageShift][address & kPageOffsetMask] = value;
+    uint8_t* page = g_Machine.writeMap[address >> kPageShift];
+    if (page == g_Machine.crtc.ramBlock && g_Machine.crtcPending) CPC_CatchUpVideo();
+    page[address & kPageOffsetMask] = value;
 }
 
 void CPC_SetRomConfig(uint16_t word) {

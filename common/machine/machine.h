@@ -101,6 +101,11 @@ struct CPC_Machine {
     std::atomic<uint8_t> crtcType;  // the host may change it while the machine runs
     CRTC_HandlerSet crtcOps;
     CRTC_State crtc;
+    // While the CRTC would only draw characters from one RAM block, it may run behind the
+    // processor: crtcPending microseconds not yet handed to it, at most crtcQuiet. Ports,
+    // writes to the block it draws from and a reset catch it up first, so nothing can tell.
+    uint16_t crtcPending;
+    uint16_t crtcQuiet;
     std::atomic<int16_t> horizontalOffset;  // in characters; written by the host too
 
     PSG_State psg;
@@ -118,6 +123,7 @@ extern CPC_Machine g_Machine;
 CPC_Machine* CPC_Init(uint8_t type, uint8_t crtcType);
 void CPC_Shutdown(CPC_Machine* machine);
 void CPC_Reset();
+void CPC_CatchUpVideo();
 uint8_t CPC_ReadMem(uint16_t address);
 void CPC_WriteMem(uint16_t address, uint8_t value);
 void CPC_SetRomConfig(uint16_t word);

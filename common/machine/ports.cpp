@@ -26,6 +26,7 @@ void SelectUpperRom(uint8_t value) {
 }  // namespace
 
 void CPC_out(uint16_t port, uint8_t value) {
+    CPC_CatchUpVideo();
     bool matched = false;
     uint8_t index = static_cast<uint8_t>((port >> 8) & 3);
 
@@ -56,9 +57,12 @@ void CPC_out(uint16_t port, uint8_t value) {
         XT_Trace("* CPC_out(): Writing value %02XH to UNKNOWN port: %04hXH", value, port);
         if (port != PERIPHERAL_RESET_PORT) CPC_StopOnUnsupportedPort();
     }
+    // The write may have moved the CRTC's next event: the next tick works it out again.
+    g_Machine.crtcQuiet = 0;
 }
 
 uint8_t CPC_in(uint16_t port) {
+    CPC_CatchUpVideo();
     uint8_t high = static_cast<uint8_t>(port >> 8);
     switch (high) {
         case 0x7F: return 0xFF;  // the Gate Array is write-only
@@ -79,9 +83,30 @@ uint8_t CPC_in(uint16_t port) {
 }
 
 void CPC_Update(uint8_t microseconds) {
-    g_Machine.deviceTime += microseconds;
-    g_Machine.crtcOps.tick(microseconds);
+    CPC_Machine& m = g_Machine;
+    m.deviceTime += microseconds;
+    unsigned pending = m.crtcPending + microseconds;
+    if (pending <= m.crtcQuiet) {
+        m.crtcPending = static_cast<uint16_t>(pending);
+    } else {
+        m.crtcPending = static_cast<uint16_t>(pending);
+        CPC_CatchUpVideo();
+    }
     PSG_Update(microseconds);
+}
+
+void CPC_CatchUpVideo() {
+    CPC_Machine& m = g_Machine;
+    unsigned pending = m.crtcPending;
+    if (pending == 0) return;
+    m.crtcPending = 0;
+    // A tick sets crtcQuiet anew; a CRTC that cannot run behind leaves it 0.
+    m.crtcQuiet = 0;
+    while (pending > 0) {
+        uint8_t step = static_cast<uint8_t>(pending < 255 ? pending : 255);
+        m.crtcOps.tick(step);
+        pending -= step;
+    }
 }
 
 void CPC_StopOnUnsupportedPort() {

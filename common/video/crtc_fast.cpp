@@ -149,6 +149,7 @@ void CRTC_Tick_fast(uint8_t microseconds) {
     uint32_t count = microseconds;
     if (f.lineTimeLeft > count) {
         f.lineTimeLeft = static_cast<uint16_t>(f.lineTimeLeft - count);
+        g_Machine.crtcQuiet = static_cast<uint16_t>(f.lineTimeLeft - 1);
         return;
     }
     // The time beyond the end of a line carries into the next. Every line the time covers
@@ -159,6 +160,8 @@ void CRTC_Tick_fast(uint8_t microseconds) {
         f.lineTimeLeft = f.lineLength;
     } while (count >= f.lineTimeLeft);
     f.lineTimeLeft = static_cast<uint16_t>(f.lineTimeLeft - count);
+    // Nothing happens before the line completes, so the processor may run ahead until then.
+    g_Machine.crtcQuiet = static_cast<uint16_t>(f.lineTimeLeft - 1);
 }
 
 void CRTC_Update_fast(uint8_t registerNumber) {

@@ -217,6 +217,7 @@ void CRTC_Tick_best(uint8_t microseconds) {
             --microseconds;
         }
     }
+    g_Machine.crtcQuiet = static_cast<uint16_t>(QuietCharacters(c, 255));
 }
 
 void CRTC_ComputeAddress() {

@@ -28,7 +28,8 @@ class VideoTest : public ::testing::Test {
         repaints().clear();
         PAL_SetRepaintHandler([] { repaints().push_back(g_Machine.crtc.ML); });
         for (int block = 0; block < 4; ++block)
-            g_Machine.baseRam[block] = ram_.data() + block * CPC_PAGE_SIZE;
+            g_Machine.writeMap[block] = g_Machine.baseRam[block] =
+                ram_.data() + block * CPC_PAGE_SIZE;
         g_Machine.Type = CPC_MODEL_6128;
         g_Machine.processor = nullptr;
         g_Machine.horizontalOffset = -13;
@@ -41,11 +42,13 @@ class VideoTest : public ::testing::Test {
         PAL_SetRepaintHandler(nullptr);
         PAL_SetFrameBuffer(nullptr);
         for (auto& block : g_Machine.baseRam) block = nullptr;
+        for (auto& page : g_Machine.writeMap) page = nullptr;
     }
 
     // Power-on (nothing survives from an earlier run), then the machine reset.
     void ColdStart(uint8_t crtcType) {
         g_Machine.crtc = CRTC_State{};
+        g_Machine.crtcPending = g_Machine.crtcQuiet = 0;
         CRTC_Init(crtcType);
         CRTC_ClearResetState(&g_Machine.crtc);
         g_Machine.crtcOps.reset();
