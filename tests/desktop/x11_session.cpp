@@ -40,22 +40,13 @@ void Sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-bool OnPath(const char* tool) {
-    std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
-    for (size_t start = 0; start <= path.size();) {
-        size_t end = path.find(':', start);
-        if (end == std::string::npos) end = path.size();
-        if (fs::exists(fs::path(path.substr(start, end - start)) / tool)) return true;
-        start = end + 1;
-    }
-    return false;
-}
-
 }  // namespace
 
 std::string StartXServer(std::string* why) {
     for (const char* tool : {"Xvfb", "xdotool", "setxkbmap"}) {
-        if (!OnPath(tool)) {
+        int status = -1;
+        RunTool({"sh", "-c", std::string("command -v ") + tool}, &status);
+        if (status != 0) {
             *why = std::string(tool) + " is not installed (scripts/install-deps.sh installs it)";
             return {};
         }
