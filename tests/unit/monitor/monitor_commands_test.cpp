@@ -1,7 +1,5 @@
 // The command language as typed: each line's messages and what the panels show afterwards,
 // the scripts, the help and the line editor.
-#include <cstdio>
-
 #include "monitor_fixture.h"
 
 namespace {
@@ -29,37 +27,7 @@ TEST_F(MonitorCommands, AnswerAndChangeTheMachine) {
     WriteFile(folder_ / "Files" / "big.bin",
               ProgramFile(0xF000, 0x2000, 0, std::string(0x2000, 1)));
     WriteFile(folder_ / "Files" / "small.bin", ProgramFile(0x4000, 10, 0, "12345"));
-    std::ifstream file(UNIT_TEST_DIR "/commands.txt");
-    ASSERT_TRUE(file) << "commands.txt";
-    std::string line, typed;
-    std::vector<std::string> messages, expected;
-    auto compare = [&] {
-        if (!typed.empty()) {
-            EXPECT_EQ(messages, expected) << typed;
-        }
-    };
-    for (int number = 1; std::getline(file, line); ++number) {
-        if (line.empty() || line[0] == '#') continue;
-        if (line[0] != ' ') {  // a command: check the last one's messages, then type it
-            compare();
-            typed = line;
-            messages = Enter(line);
-            ASSERT_FALSE(messages.empty()) << line;
-            EXPECT_EQ(messages.front(), line);
-            messages.erase(messages.begin());
-            expected.clear();
-        } else if (line.compare(0, 5, "    @") == 0) {
-            int row = 0, column = 0, length = 0;
-            ASSERT_EQ(std::sscanf(line.c_str(), "    @%d,%d%n", &row, &column, &length), 2)
-                << "commands.txt:" << number;
-            ++length;  // the blank before the text
-            EXPECT_EQ(Row(row, column).substr(0, line.size() - length), line.substr(length))
-                << "commands.txt:" << number << " after " << typed;
-        } else {
-            expected.push_back(line.substr(4));
-        }
-    }
-    compare();
+    PlaySession("commands.txt");
     EXPECT_EQ(Cpu().running, 0);
 }
 
