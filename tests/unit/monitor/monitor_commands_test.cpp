@@ -1,5 +1,5 @@
 // The command language as typed: each line's messages and what the panels show afterwards,
-// the scripts, the help and the line editor.
+// scripts among them; the help and the line editor.
 #include "monitor_fixture.h"
 
 namespace {
@@ -27,6 +27,9 @@ TEST_F(MonitorCommands, AnswerAndChangeTheMachine) {
     WriteFile(folder_ / "Files" / "big.bin",
               ProgramFile(0xF000, 0x2000, 0, std::string(0x2000, 1)));
     WriteFile(folder_ / "Files" / "small.bin", ProgramFile(0x4000, 10, 0, "12345"));
+    WriteFile(folder_ / "Files" / "script.txt",
+              "# set A\nREG A 42\n   # indented comment\n\nPLAY script.txt\nunknownword\r\n"
+              "IL 0010\r\n");
     PlaySession("commands.txt");
     EXPECT_EQ(Cpu().running, 0);
 }
@@ -40,18 +43,6 @@ TEST_F(MonitorCommands, HelpAndVidShowTheirLastSevenLines) {
     ASSERT_EQ(vid.size(), 19u);
     EXPECT_EQ(vid[1], " 0(H. TOTAL)    : 3FH");
     EXPECT_EQ(Messages().back(), "17(LP ADDR L)   : 00H");
-}
-
-TEST_F(MonitorCommands, ScriptsRunLineByLine) {
-    WriteFile(folder_ / "Files" / "script.txt",
-              "# set A\nREG A 42\n   # indented comment\n\nPLAY script.txt\nunknownword\r\n"
-              "IL 0010\r\n");
-    EXPECT_EQ(Enter("PLAY script.txt"),
-              (std::vector<std::string>{"PLAY script.txt", "REG A 42", "PLAY script.txt",
-                                        "Script already in progress", "unknownword",
-                                        "Script already in progress", "IL 0010"}));
-    EXPECT_EQ(Row(4, 57), "AF 42FF  AF' FFFF|");
-    EXPECT_EQ(Row(1, 1).substr(0, 5), " 0010");
 }
 
 TEST_F(MonitorCommands, LineEditorAndHistory) {
