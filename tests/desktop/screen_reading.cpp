@@ -24,8 +24,7 @@ uint32_t At(const Capture& capture, int x, int y) {
 }
 
 bool Light(uint32_t pixel) {
-    int r = pixel >> 16 & 0xFF, g = pixel >> 8 & 0xFF, b = pixel & 0xFF;
-    return r * 3 + g * 6 + b > 0x80 * 10;
+    return (pixel >> 16 & 0xFF) * 3 + (pixel >> 8 & 0xFF) * 6 + (pixel & 0xFF) > 0x80 * 10;
 }
 
 // CPC ink in the default colours: bright yellow on blue.
@@ -48,10 +47,36 @@ bool CpcTextAt(const Capture& capture, const std::vector<uint8_t>& charset, cons
     return true;
 }
 
-QFont MonitorFont() {
-    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    font.setStyleHint(QFont::Monospace);
-    return font;
+// True when the capture shows TEXT with its top-left at x, y as the windows draw it: light
+// on black one character per cell (the monitor), or black on grey as one run (the status
+// line, cellWidth 0). Lightness is compared, and anti-aliased edges may fall either way.
+bool ShowsDrawn(const Capture& capture, int x, int y, const QFont& font, const QString& text,
+                int cellWidth) {
+    QFontMetrics metrics(font);
+    int width =
+        cellWidth ? cellWidth * static_cast<int>(text.size()) : metrics.horizontalAdvance(text);
+    // Laid out for the screen's resolution, as the windows lay out their text.
+    QImage image(std::max(width, 1), metrics.height(), QImage::Format_RGB32);
+    int dotsPerMeter = qRound(QGuiApplication::primaryScreen()->logicalDotsPerInch() / 0.0254);
+    image.setDotsPerMeterX(dotsPerMeter);
+    image.setDotsPerMeterY(dotsPerMeter);
+    image.fill(cellWidth ? QColor(Qt::black) : QColor(192, 192, 192));
+    QPainter painter(&image);
+    painter.setFont(font);
+    painter.setPen(cellWidth ? QColor(192, 192, 192) : QColor(Qt::black));
+    if (!cellWidth) painter.drawText(image.rect(), Qt::AlignLeft | Qt::AlignTop, text);
+    for (int i = 0; cellWidth && i < text.size(); ++i)
+        painter.drawText(i * cellWidth, metrics.ascent(), QString(text.at(i)));
+    painter.end();
+    if (x < 0 || y < 0 || x + image.width() > capture.width() ||
+        y + image.height() > capture.height())
+        return false;
+    int differences = 0;
+    for (int row = 0; row < image.height(); ++row)
+        for (int column = 0; column < image.width(); ++column)
+            differences +=
+                Light(image.pixel(column, row)) != Light(At(capture, x + column, y + row));
+    return differences * 50 <= image.width() * image.height();
 }
 
 }  // namespace
@@ -79,66 +104,12 @@ bool ShowsCpcText(const Capture& capture, const std::vector<uint8_t>& charset,
     return false;
 }
 
-namespace {
-
-// How many pixels of the image and the capture at x, y differ in lightness; -1 when the
-// image does not fit.
-int Differences(const Capture& capture, int x, int y, const QImage& image) {
-    if (x < 0 || y < 0 || x + image.width() > capture.width() ||
-        y + image.height() > capture.height())
-        return -1;
-    int differences = 0;
-    for (int row = 0; row < image.height(); ++row)
-        for (int column = 0; column < image.width(); ++column)
-            differences +=
-                Light(image.pixel(column, row)) != Light(At(capture, x + column, y + row));
-    return differences;
-}
-
-// A blank image laid out for the screen's resolution, as the windows lay out their text.
-QImage Blank(int width, int height, QColor background) {
-    QImage image(std::max(width, 1), std::max(height, 1), QImage::Format_RGB32);
-    int dotsPerMeter = qRound(QGuiApplication::primaryScreen()->logicalDotsPerInch() / 0.0254);
-    image.setDotsPerMeterX(dotsPerMeter);
-    image.setDotsPerMeterY(dotsPerMeter);
-    image.fill(background);
-    return image;
-}
-
-// Anti-aliased edges may fall either way.
-bool Matches(const Capture& capture, int x, int y, const QImage& image) {
-    int differences = Differences(capture, x, y, image);
-    return differences >= 0 && differences * 50 <= image.width() * image.height();
-}
-
-}  // namespace
-
-bool ShowsDrawnText(const Capture& capture, int x, int y, const QFont& font, const QString& text,
-                    bool lightOnDark) {
-    QFontMetrics metrics(font);
-    QImage image = Blank(metrics.horizontalAdvance(text), metrics.height(),
-                         lightOnDark ? QColor(Qt::black) : QColor(192, 192, 192));
-    QPainter painter(&image);
-    painter.setFont(font);
-    painter.setPen(lightOnDark ? QColor(192, 192, 192) : QColor(Qt::black));
-    painter.drawText(image.rect(), Qt::AlignLeft | Qt::AlignTop, text);
-    painter.end();
-    return Matches(capture, x, y, image);
-}
-
 bool MonitorShows(const Capture& capture, int column, int row, const QString& text) {
-    // Cell by cell, as the monitor window draws.
-    QFont font = MonitorFont();
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setStyleHint(QFont::Monospace);
     QFontMetrics metrics(font);
     int cellWidth = metrics.horizontalAdvance(QLatin1Char('M'));
-    QImage image = Blank(cellWidth * static_cast<int>(text.size()), metrics.height(), Qt::black);
-    QPainter painter(&image);
-    painter.setFont(font);
-    painter.setPen(QColor(192, 192, 192));
-    for (int i = 0; i < text.size(); ++i)
-        painter.drawText(i * cellWidth, metrics.ascent(), QString(text.at(i)));
-    painter.end();
-    return Matches(capture, column * cellWidth, row * metrics.height(), image);
+    return ShowsDrawn(capture, column * cellWidth, row * metrics.height(), font, text, cellWidth);
 }
 
 int StatusSpeed(const Capture& capture) {
@@ -154,5 +125,5 @@ bool StatusShows(const Capture& capture, int x, const QString& text) {
     int top = capture.height() - kStatusHeight + kStatusTextDown;
     QFont font = QGuiApplication::font();
     font.setPixelSize(STATUS_FONT_PIXELS);
-    return ShowsDrawnText(capture, x, top, font, text, false);
+    return ShowsDrawn(capture, x, top, font, text, 0);
 }

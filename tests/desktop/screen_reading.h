@@ -22,11 +22,6 @@ std::vector<uint8_t> LoadCharset(const std::string& romFile);
 bool ShowsCpcText(const Capture& capture, const std::vector<uint8_t>& charset,
                   const std::string& text);
 
-// True when the capture shows TEXT drawn at x, y (its top-left) with the font, as light
-// and dark pixels (the two colours need not match exactly).
-bool ShowsDrawnText(const Capture& capture, int x, int y, const QFont& font, const QString& text,
-                    bool lightOnDark);
-
 // The monitor window's text at a cell, drawn as the window draws it.
 bool MonitorShows(const Capture& capture, int column, int row, const QString& text);
 // The status line's speed field: the figure in tenths of a per cent, -1 for "PAUSE" and -2

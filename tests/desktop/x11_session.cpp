@@ -19,7 +19,6 @@ namespace fs = std::filesystem;
 namespace {
 
 pid_t g_server = -1;
-std::string g_display;
 
 pid_t Spawn(const std::vector<std::string>& arguments, const std::string& directory,
             const std::vector<std::string>& environment, int outputFd) {
@@ -27,7 +26,6 @@ pid_t Spawn(const std::vector<std::string>& arguments, const std::string& direct
     if (pid != 0) return pid;
     if (!directory.empty() && chdir(directory.c_str()) != 0) _exit(127);
     for (const std::string& entry : environment) putenv(const_cast<char*>(entry.c_str()));
-    if (!g_display.empty()) setenv("DISPLAY", g_display.c_str(), 1);
     if (outputFd >= 0) dup2(outputFd, STDOUT_FILENO);
     std::vector<char*> argv;
     for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
@@ -40,22 +38,13 @@ void Sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-bool OnPath(const char* tool) {
-    std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
-    for (size_t start = 0; start <= path.size();) {
-        size_t end = path.find(':', start);
-        if (end == std::string::npos) end = path.size();
-        if (fs::exists(fs::path(path.substr(start, end - start)) / tool)) return true;
-        start = end + 1;
-    }
-    return false;
-}
-
 }  // namespace
 
 std::string StartXServer(std::string* why) {
     for (const char* tool : {"Xvfb", "xdotool", "setxkbmap"}) {
-        if (!OnPath(tool)) {
+        int status = -1;
+        RunTool({"sh", "-c", std::string("command -v ") + tool}, &status);
+        if (status != 0) {
             *why = std::string(tool) + " is not installed (scripts/install-deps.sh installs it)";
             return {};
         }
@@ -70,10 +59,7 @@ std::string StartXServer(std::string* why) {
         close(null);
         std::string socket = "/tmp/.X11-unix/X" + std::to_string(number);
         for (int i = 0; i < 100 && !fs::exists(socket); ++i) Sleep(50);
-        if (fs::exists(socket)) {
-            g_display = display;
-            return display;
-        }
+        if (fs::exists(socket)) return display;
         StopXServer();
     }
     *why = "Xvfb did not start";

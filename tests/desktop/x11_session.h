@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-// Starts Xvfb on a free display; empty with the reason in *why when it cannot.
+// Starts Xvfb on a free display (the caller sets DISPLAY for the tools and the program);
+// empty with the reason in *why when it cannot.
 std::string StartXServer(std::string* why);
 void StopXServer();
 

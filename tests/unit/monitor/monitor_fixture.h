@@ -6,6 +6,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -74,6 +76,58 @@ class MonitorTest : public ::testing::Test {
         std::vector<std::string> rows;
         for (int row = 0; row < 7; ++row) rows.push_back(MessageRow(row));
         return rows;
+    }
+    // Plays a session file of this folder. An unindented line is typed as a command, or
+    // pressed when it names a key (<F5>, <F10>, <F11>). The indented lines below it check
+    // what follows: "@row,column text" a console cell that must start with the text,
+    // "=row,column text" one that must hold just that (trailing blanks left out), any other
+    // line the messages: a command's, after its echo, all of them; after a key, the last
+    // rows of the message area ("(none)": all seven empty). '#' starts a comment line.
+    void PlaySession(const std::string& name) {
+        std::ifstream file(std::string(UNIT_TEST_DIR) + "/" + name);
+        ASSERT_TRUE(file) << name;
+        std::string line, typed = "<start>";
+        std::vector<std::string> messages, expected;
+        auto compare = [&] {
+            if (typed[0] == '<') {
+                if (expected == std::vector<std::string>{"(none)"}) expected.assign(7, "");
+                messages = Messages();
+                messages.erase(messages.begin(),
+                               messages.end() - std::min(expected.size(), messages.size()));
+            }
+            EXPECT_EQ(messages, expected) << "after " << typed;
+        };
+        for (int number = 1; std::getline(file, line); ++number) {
+            SCOPED_TRACE(name + ":" + std::to_string(number));
+            if (line.empty() || line[0] == '#') continue;
+            if (line[0] != ' ') {
+                compare();
+                typed = line;
+                expected.clear();
+                if (line == "<F5>") {
+                    F5();
+                } else if (line == "<F10>") {
+                    F10();
+                } else if (line == "<F11>") {
+                    F11();
+                } else {
+                    messages = Enter(line);
+                    ASSERT_FALSE(messages.empty());
+                    EXPECT_EQ(messages.front(), line);
+                    messages.erase(messages.begin());
+                }
+            } else if (line[4] == '@' || line[4] == '=') {
+                int row = 0, column = 0, length = 0;
+                ASSERT_EQ(std::sscanf(line.c_str() + 5, "%d,%d%n", &row, &column, &length), 2);
+                std::string text = line.substr(std::min(line.size(), size_t{6} + length));
+                std::string shown = Row(row, column);
+                if (line[4] == '@') shown = shown.substr(0, text.size());
+                EXPECT_EQ(shown, text) << "after " << typed;
+            } else {
+                expected.push_back(line.substr(4));
+            }
+        }
+        compare();
     }
     // The processor, read while the machine is held.
     const Z80_State& Cpu() const { return *g_Machine.processor; }

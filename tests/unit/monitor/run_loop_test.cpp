@@ -12,85 +12,17 @@
 namespace {
 
 using RunLoop = MonitorTest;
-using Lines = std::vector<std::string>;
 
 std::atomic<uint32_t> g_posted{0};
 void RecordPost(void*, uint32_t message) {
     g_posted = message;
 }
 
-// The last n messages, oldest first.
-Lines Last(const Lines& messages, size_t n) {
-    return Lines(messages.end() - static_cast<long>(n), messages.end());
-}
-
 }  // namespace
 
 TEST_F(RunLoop, StepsBreakpointsAndStops) {
-    // Stopped at PC 0 after start-up; nothing on the status row until the machine runs.
-    EXPECT_EQ(Cpu().PC, 0);
+    PlaySession("run_loop.txt");
     EXPECT_EQ(Cpu().running, 0);
-    EXPECT_EQ(Row(1, 1).substr(0, 6), "*0000:");
-    EXPECT_EQ(Row(40), "");
-
-    F11();  // one instruction; PC stays within the listing, so only the marker moves
-    EXPECT_EQ(Cpu().PC, 0x0003);
-    EXPECT_EQ(Row(1, 1).substr(0, 6), " 0000:");
-    EXPECT_EQ(Row(2, 1).substr(0, 6), "*0003:");
-    F10();  // over the CALL: the routine runs and the machine stops after it, silently
-    EXPECT_EQ(Cpu().PC, 0x0006);
-    EXPECT_EQ(Cpu().BC.lo, 3);
-    EXPECT_EQ(Messages(), Lines(7, ""));
-    EXPECT_EQ(Row(40).substr(0, 8), " STOPPED");
-    EXPECT_EQ(Enter("BRD"), (Lines{"BRD", "No BP set."}));  // the temporary one is gone
-    F11();                                                  // a prefixed instruction is one step
-    EXPECT_EQ(Cpu().PC, 0x000A);
-    EXPECT_EQ(Cpu().IX.w, 0x1234);
-
-    // Two at one address: BRC takes one, the other still stops the loop.
-    Enter("BR 000C");
-    Enter("BR 000C");
-    F5();
-    EXPECT_EQ(Cpu().PC, 0x000C);
-    EXPECT_EQ(Messages().back(), "BP reached.");
-    EXPECT_EQ(Row(1, 1).substr(0, 6), "*000C:");  // the listing starts again at PC
-    Enter("BRC 000C");
-    F5();
-    EXPECT_EQ(Last(Messages(), 2), (Lines{"BRC 000C", "BP reached."}));
-    Enter("BRC 000C");
-
-    // A permanent and an older temporary one at one address: "BP reached.", and the
-    // temporary one is gone.
-    Enter("RT 0006");  // the loop never gets there
-    Enter("BRNOW");
-    Enter("BR 0006");
-    Enter("PC 0003");
-    F5();
-    EXPECT_EQ(Last(Messages(), 2), (Lines{"PC 0003", "BP reached."}));
-    EXPECT_EQ(Cpu().PC, 0x0006);
-    Enter("BRC 0006");
-    Enter("PC 0003");
-    F5();
-    EXPECT_EQ(Cpu().running, 1);
-    Enter("BRNOW");
-    EXPECT_EQ(Cpu().running, 0);
-    EXPECT_EQ(Row(40).substr(0, 8), " STOPPED");
-
-    // Output nobody answers: a message when running, none on a single step.
-    Enter("PC 0020");
-    F5();
-    EXPECT_EQ(Messages().back(), "Out made on an unknown port.");
-    EXPECT_EQ(Cpu().PC, 0x0025);
-    Enter("PC 0023");
-    F11();
-    EXPECT_EQ(Cpu().PC, 0x0025);
-    EXPECT_EQ(Messages().back(), "PC 0023");
-    // A single step onto a breakpoint ends as any step.
-    Enter("PC 000A");
-    Enter("BR 000B");
-    F11();
-    EXPECT_EQ(Cpu().PC, 0x000B);
-    EXPECT_EQ(Messages().back(), "BR 000B");
 }
 
 TEST_F(RunLoop, PcLogLayoutAndStopRequest) {

@@ -9,9 +9,16 @@
 #include "tools/runner/runner_options.h"
 
 namespace {
-RunnerParseResult Parse(std::vector<const char*> args, RunnerOptions& options) {
+// A command line with its arguments separated by '|'.
+RunnerParseResult Parse(const std::string& line, RunnerOptions& options) {
+    std::vector<std::string> words = {"brallivane-run"};
+    for (size_t start = 0, end = 0; end != std::string::npos; start = end + 1) {
+        end = line.find('|', start);
+        words.push_back(line.substr(start, end - start));
+    }
+    std::vector<const char*> args;
+    for (const std::string& word : words) args.push_back(word.c_str());
     std::string error;
-    args.insert(args.begin(), "brallivane-run");
     RunnerParseResult result =
         Runner_ParseArguments(static_cast<int>(args.size()), args.data(), options, error);
     EXPECT_EQ(result == RunnerParseResult::Error, !error.empty()) << error;
@@ -21,40 +28,11 @@ RunnerParseResult Parse(std::vector<const char*> args, RunnerOptions& options) {
 
 TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     RunnerOptions options;
-    ASSERT_EQ(Parse({"--model",
-                     "464fdi",
-                     "--crtc",
-                     "0",
-                     "--roms",
-                     "/x/roms",
-                     "--fast",
-                     "--realtime",
-                     "--keep-going",
-                     "--bench",
-                     "--no-trace",
-                     "--until-text",
-                     "Ready",
-                     "--timeout-ms",
-                     "500",
-                     "--type",
-                     "run\\n",
-                     "--until-text",
-                     "Bye",
-                     "--run-ms",
-                     "20",
-                     "--screenshot",
-                     "a.png",
-                     "--screen-text",
-                     "--until-stop",
-                     "--monitor",
-                     "BR 0038",
-                     "--monitor-script",
-                     "s.txt",
-                     "--dump-monitor",
-                     "--wav",
-                     "b.wav",
-                     "--frame-hashes",
-                     "h.txt"},
+    ASSERT_EQ(Parse("--model|464fdi|--crtc|0|--roms|/x/roms|--fast|--realtime|--keep-going|"
+                    "--bench|--no-trace|--until-text|Ready|--timeout-ms|500|--type|run\\n|"
+                    "--until-text|Bye|--run-ms|20|--screenshot|a.png|--screen-text|--until-stop|"
+                    "--monitor|BR 0038|--monitor-script|s.txt|--dump-monitor|--wav|b.wav|"
+                    "--frame-hashes|h.txt",
                     options),
               RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
@@ -92,37 +70,19 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
 }
 
 TEST(RunnerOptions, BadUsageIsExplained) {
-    // An option and its argument (none when absent).
-    const std::pair<const char*, const char*> bad[] = {
-        {"--model", "6129"},
-        {"--crtc", "2"},
-        {"--run-ms", "-5"},
-        {"--run-ms", "12x"},
-        {"--run-ms", nullptr},
-        {"--until-text", ""},
-        {"--type", "\\q"},
-        {"--frobnicate", nullptr},
-        {"--type", "caf\xC3\xA9"},
-        {"--timeout-ms", "99999999999999999999"},
-        {"--monitor", ""},
-        {"--monitor", "REG A 01\t"},
-        {"--monitor", "BR ~"},
-        {"--monitor-script", ""},
-        {"--frame-hashes", ""},
-        {"--monitor", "FILL 4000 0100 00 00000000000000000000000000000000000000000"}};
-    for (auto [option, argument] : bad) {
+    for (const char* line :
+         {"--model|6129", "--crtc|2", "--run-ms|-5", "--run-ms|12x", "--run-ms", "--until-text|",
+          "--type|\\q", "--frobnicate", "--type|caf\xC3\xA9", "--timeout-ms|99999999999999999999",
+          "--monitor|", "--monitor|REG A 01\t", "--monitor|BR ~", "--monitor-script|",
+          "--frame-hashes|",
+          "--monitor|FILL 4000 0100 00 00000000000000000000000000000000000000000",
+          // A machine option after an action.
+          "--run-ms|5|--roms|x", "--run-ms|5|--realtime", "--run-ms|5|--keep-going"}) {
         RunnerOptions options;
-        std::vector<const char*> args = {option};
-        if (argument) args.push_back(argument);
-        EXPECT_EQ(Parse(args, options), RunnerParseResult::Error) << option;
+        EXPECT_EQ(Parse(line, options), RunnerParseResult::Error) << line;
     }
     RunnerOptions options;
-    for (const char* machineOption : {"--roms", "--realtime", "--keep-going"}) {
-        RunnerOptions late;  // a machine option after an action
-        EXPECT_EQ(Parse({"--run-ms", "5", machineOption, "x"}, late), RunnerParseResult::Error)
-            << machineOption;
-    }
-    EXPECT_EQ(Parse({"--run-ms", "5", "--help"}, options), RunnerParseResult::Help);
+    EXPECT_EQ(Parse("--run-ms|5|--help", options), RunnerParseResult::Help);
     EXPECT_NE(std::string(Runner_HelpText()).find("--until-text"), std::string::npos);
 }
 
