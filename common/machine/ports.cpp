@@ -86,12 +86,8 @@ void CPC_Update(uint8_t microseconds) {
     CPC_Machine& m = g_Machine;
     m.deviceTime += microseconds;
     unsigned pending = m.crtcPending + microseconds;
-    if (pending <= m.crtcQuiet) {
-        m.crtcPending = static_cast<uint16_t>(pending);
-    } else {
-        m.crtcPending = static_cast<uint16_t>(pending);
-        CPC_CatchUpVideo();
-    }
+    m.crtcPending = static_cast<uint16_t>(pending);
+    if (pending > m.crtcQuiet) CPC_CatchUpVideo();
     PSG_Update(microseconds);
 }
 
