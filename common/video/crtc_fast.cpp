@@ -147,18 +147,15 @@ uint8_t CRTC_in_fast(uint8_t index) {
 void CRTC_Tick_fast(uint8_t microseconds) {
     CRTC_FastState& f = Crtc().fast;
     uint32_t count = microseconds;
-    if (f.lineTimeLeft > count) {
-        f.lineTimeLeft = static_cast<uint16_t>(f.lineTimeLeft - count);
-        g_Machine.crtcQuiet = static_cast<uint16_t>(f.lineTimeLeft - 1);
-        return;
-    }
     // The time beyond the end of a line carries into the next. Every line the time covers
     // is completed, so a count longer than a very short line cannot wrap the line time.
-    do {
-        count -= f.lineTimeLeft;
-        CompleteLine(Crtc());
-        f.lineTimeLeft = f.lineLength;
-    } while (count >= f.lineTimeLeft);
+    if (f.lineTimeLeft <= count) {
+        do {
+            count -= f.lineTimeLeft;
+            CompleteLine(Crtc());
+            f.lineTimeLeft = f.lineLength;
+        } while (count >= f.lineTimeLeft);
+    }
     f.lineTimeLeft = static_cast<uint16_t>(f.lineTimeLeft - count);
     // Nothing happens before the line completes, so the processor may run ahead until then.
     g_Machine.crtcQuiet = static_cast<uint16_t>(f.lineTimeLeft - 1);
