@@ -49,5 +49,9 @@ target_compile_options(brallivane-run PRIVATE -fprofile-use=${counts_dir}
     -fprofile-prefix-path=${PROJECT_BINARY_DIR} -fprofile-partial-training -Wno-missing-profile
     -fprofile-correction)  # the counts of the emulation thread and the driving thread may race
 add_dependencies(brallivane-run brallivane-run-profile)
-get_target_property(runner_sources brallivane-run SOURCES)
-set_source_files_properties(${runner_sources} PROPERTIES OBJECT_DEPENDS ${counts_dir}/trained)
+# New counts compile the program again; not the sources it shares with the runner's
+# library (the property would reach that library's objects too), which are few and cold.
+get_target_property(program_sources brallivane-run SOURCES)
+get_target_property(library_sources brallivane_runner_core SOURCES)
+list(REMOVE_ITEM program_sources ${library_sources})
+set_source_files_properties(${program_sources} PROPERTIES OBJECT_DEPENDS ${counts_dir}/trained)
