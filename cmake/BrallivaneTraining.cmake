@@ -1,5 +1,7 @@
-# Profile-guided optimisation of the runner, included by tools/runner: the training build
-# in training/, its training session, and the runner of this build compiled with the counts.
+# Profile-guided optimisation of the programs, included by the top folder: the training
+# build in training/, its training session, and the machine of both programs and the
+# runner's own code compiled with the counts. The desktop program's own code is not
+# trained: it waits on the user and the window system, not on the machine.
 # The training program boots the 6128 and the 464, and BASIC prints, computes, draws in
 # every screen mode and plays notes, in "Best" and "Fastest" with both sound engines. The
 # sessions differ from the benchmark's so that the profile follows what the program does
@@ -45,13 +47,18 @@ add_custom_command(OUTPUT ${counts_dir}/trained
 add_custom_target(brallivane-run-profile DEPENDS ${counts_dir}/trained)
 add_dependencies(brallivane-run-profile brallivane-run-training)
 
-target_compile_options(brallivane-run PRIVATE -fprofile-use=${counts_dir}
-    -fprofile-prefix-path=${PROJECT_BINARY_DIR} -fprofile-partial-training -Wno-missing-profile
+set(use_counts -fprofile-use=${counts_dir} -fprofile-prefix-path=${PROJECT_BINARY_DIR}
+    -fprofile-partial-training -Wno-missing-profile
     -fprofile-correction)  # the counts of the emulation thread and the driving thread may race
+target_compile_options(brallivane_program_machine PRIVATE ${use_counts})
+target_compile_options(brallivane-run PRIVATE ${use_counts})
+add_dependencies(brallivane_program_machine brallivane-run-profile)
 add_dependencies(brallivane-run brallivane-run-profile)
-# New counts compile the program again; not the sources it shares with the runner's
-# library (the property would reach that library's objects too), which are few and cold.
-get_target_property(program_sources brallivane-run SOURCES)
-get_target_property(library_sources brallivane_runner_core SOURCES)
-list(REMOVE_ITEM program_sources ${library_sources})
-set_source_files_properties(${program_sources} PROPERTIES OBJECT_DEPENDS ${counts_dir}/trained)
+# New counts compile the trained objects again: the machine's, and of the runner's sources
+# the one its library does not share (the property would reach that library's objects too;
+# the others are few and cold).
+get_target_property(machine_sources brallivane_program_machine SOURCES)
+set_source_files_properties(${machine_sources} PROPERTIES OBJECT_DEPENDS ${counts_dir}/trained)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/tools/runner/main.cpp
+    DIRECTORY ${PROJECT_SOURCE_DIR}/tools/runner
+    PROPERTIES OBJECT_DEPENDS ${counts_dir}/trained)
