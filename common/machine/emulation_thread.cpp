@@ -86,6 +86,13 @@ void Step(Z80_State* state, bool* fullRedraw, Slice* slice) {
         EndSlice(state, slice);
 }
 
+// A request the next pass must see: a reset, a stop or a pause.
+bool HostAsks(const EmulControl* control) {
+    return control->resetRequest.load(std::memory_order_relaxed) ||
+           control->stopRequest.load(std::memory_order_acquire) ||
+           control->pauseRequest.load(std::memory_order_acquire);
+}
+
 }  // namespace
 
 const char* Emul_StopMessage(uint8_t reason) {
@@ -148,9 +155,18 @@ void Emul_RunLoop(Z80_State* state) {
         uint8_t pause = control->pauseRequest.load(std::memory_order_acquire);
         control->paused.store(pause, std::memory_order_release);
 
-        if ((state->running && !pause) || singleStep)
-            Step(state, &fullRedraw, &slice);
-        else if (!Dbg_PrepareIdlePoll())
+        if ((state->running && !pause) || singleStep) {
+            // Until the monitor next looks at its keyboard, a pass would do nothing but
+            // step while the machine runs and the host asks for nothing: those passes are
+            // taken here, without the rest of the loop.
+            uint32_t quietPasses = singleStep ? 0 : Dbg_QuietPolls();
+            for (;;) {
+                Step(state, &fullRedraw, &slice);
+                if (quietPasses == 0 || !state->running || fullRedraw || HostAsks(control)) break;
+                --quietPasses;
+                Dbg_SkipQuietPoll();
+            }
+        } else if (!Dbg_PrepareIdlePoll())
             PAL_SleepMicroseconds(EMUL_IDLE_SLEEP_MICROSECONDS);  // waiting must not burn a core
     }
     CPC_Shutdown(state->machine);

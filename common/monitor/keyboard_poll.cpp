@@ -136,6 +136,15 @@ bool Dbg_PrepareIdlePoll() {
     return g_Monitor.polledInput;
 }
 
+uint32_t Dbg_QuietPolls() {
+    uint32_t counter = g_Monitor.pollCounter;
+    return counter + 1 < kPollInterval ? kPollInterval - 1 - counter : 0;
+}
+
+void Dbg_SkipQuietPoll() {
+    ++g_Monitor.pollCounter;
+}
+
 uint8_t Dbg_PollKeys(Z80_State* state) {
     Dbg_Monitor& m = g_Monitor;
     if (++m.pollCounter < kPollInterval) return DBG_NONE;

@@ -47,6 +47,10 @@ uint8_t Dbg_PollKeys(Z80_State* state);
 // For a pass of the run loop that executes nothing: the next poll looks at once, since no
 // running machine loses time to it. True when a key or a script line waits for it.
 bool Dbg_PrepareIdlePoll();
+// How many polls from now return DBG_NONE without looking at anything, and one such poll
+// taken without a call: for a run loop that steps through them in one go.
+uint32_t Dbg_QuietPolls();
+void Dbg_SkipQuietPoll();
 void Dbg_Message(const char* text);
 void Dbg_DrawMessageLine(int row);
 void Dbg_DrawMessages();
