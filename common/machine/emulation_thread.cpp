@@ -132,6 +132,7 @@ void Emul_RunLoop(Z80_State* state) {
     bool fullRedraw = true;
     for (;;) {
         Dbg_ShowRunState(state);
+        const bool runningShown = state->running;
         if (fullRedraw) ShowAllPanels(state);
         fullRedraw = false;
         bool singleStep = false;
@@ -159,7 +160,8 @@ void Emul_RunLoop(Z80_State* state) {
             // Until the monitor next looks at its keyboard, a pass would do nothing but
             // step while the machine runs and the host asks for nothing: those passes are
             // taken here, without the rest of the loop.
-            uint32_t quietPasses = singleStep ? 0 : Dbg_QuietPolls();
+            // (Not before the status row has shown the machine running.)
+            uint32_t quietPasses = runningShown && !singleStep ? Dbg_QuietPolls() : 0;
             for (;;) {
                 Step(state, &fullRedraw, &slice);
                 if (quietPasses == 0 || !state->running || fullRedraw || HostAsks(control)) break;
