@@ -8,7 +8,6 @@
 #include "common/machine/machine.h"
 #include "common/monitor/breakpoints.h"
 #include "common/monitor/monitor.h"
-#include "common/sound/psg.h"
 
 namespace {
 
@@ -58,8 +57,7 @@ void ActOnCode(Z80_State* state, uint8_t code, bool* fullRedraw, bool* singleSte
 }
 
 void EndSlice(Z80_State* state, Slice* slice) {
-    CPC_CatchUpVideo();  // the picture and the sound are complete up to now wherever the
-    PSG_CatchUpSound();  // host looks
+    CPC_CatchUpVideo();  // the picture is complete up to now wherever the host looks
     Emul_Run(g_control, state);
     uint64_t now = state->machine->deviceTime;
     uint32_t limit = EMUL_SLICE_MICROSECONDS;
@@ -81,7 +79,6 @@ void Step(Z80_State* state, bool* fullRedraw, Slice* slice) {
     if (!state->running) {
         *fullRedraw = true;
         CPC_CatchUpVideo();
-        PSG_CatchUpSound();
     }
     Dbg_LogPC(state);
     if (state->machine->deviceTime - slice->start >= slice->limit ||

@@ -112,12 +112,9 @@ void PSG_Init() {
     ClearKeyTranslator();
     for (int i = 0; i < PSG_VOLUME_LEVELS; ++i) g_PsgSound.scaledVolume[i] = PSG_BASE_VOLUME[i];
     g_PsgSound.threadDriven = ThreadDrivenEngine() ? 1 : 0;
-    g_PsgSound.pendingTime = 0;  // a new machine owes nothing to the last one
-    g_PsgSound.quietTime = 0;
 }
 
 void PSG_Reset() {
-    PSG_CatchUpSound();
     PSG_State& psg = Psg();
     ClearKeyboardMatrix();
     // The reader empties the queue by catching up with the writer. The write index is the
@@ -159,7 +156,6 @@ uint8_t PSG_Read(uint8_t portC) {
 }
 
 void PSG_out(uint8_t reg, uint8_t value) {
-    PSG_CatchUpSound();  // the time before the write runs on the old values
     if (reg > 15) {
         XT_Trace("* PSG_out(%d,%d): No such register, ignored", reg, value);
         return;
@@ -228,5 +224,5 @@ void PSG_Update(uint8_t microseconds) {
         psg.feedCountdown -= microseconds;
     else
         PSG_ProcessKeyQueue(microseconds);
-    if (!ThreadDrivenEngine()) PSG_RunSound(microseconds);
+    if (!ThreadDrivenEngine()) PSG_UpdateSound(microseconds);
 }

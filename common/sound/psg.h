@@ -50,9 +50,6 @@ void PSG_Write(uint8_t data);
 uint8_t PSG_Read(uint8_t portC);
 void PSG_out(uint8_t reg, uint8_t value);
 void PSG_Update(uint8_t microseconds);
-// Hands the time-driven engine the microseconds it runs behind, so that the sample ring is
-// complete up to now (the end of a slice, a stop).
-void PSG_CatchUpSound();
 void PSG_RestartEnvelope();
 // Master level 0-15 (low four bits used): 15 the full volume table, 0 silence.
 void PSG_SetMasterVolume(uint8_t level);

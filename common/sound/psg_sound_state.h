@@ -74,12 +74,6 @@ struct PSG_SoundState {
     std::atomic<uint32_t> ringRead{0};
     std::atomic<uint32_t> ringWrite{0};
     uint32_t sampleAccumulator{};  // emulation thread only
-    // While a run of steps would only count down (no toggle, noise step, envelope step or
-    // frame due), the engine runs behind: pendingTime microseconds not yet handed to it, at
-    // most quietTime. Register writes, a reset and the end of a slice catch it up first,
-    // so that neither the ring nor the sound can tell. Emulation thread only.
-    uint16_t pendingTime{};
-    uint16_t quietTime{};
     // Counts the reader's calls, so that pacing can tell whether anything drains the ring.
     std::atomic<uint32_t> ringReads{0};
 
@@ -102,8 +96,6 @@ void PSG_ClearChannel(PSG_Channel* channel);
 // Time-driven engine: advances tones, noise and envelope and produces samples into the
 // ring; called by PSG_Update when the time-driven engine is in use.
 void PSG_UpdateSound(uint8_t microseconds);
-// The same for one step, running behind while that changes nothing (see pendingTime).
-void PSG_RunSound(uint8_t microseconds);
 // Advances the envelope by the elapsed microseconds (time-driven engine only).
 void PSG_UpdateEnvelope(uint8_t microseconds);
 // The current frame of the time-driven engine: left = A + B, right = B + C.

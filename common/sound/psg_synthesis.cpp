@@ -84,49 +84,7 @@ __attribute__((noinline)) void ProduceFrames(PSG_SoundState& s, uint32_t total) 
     s.sampleAccumulator = total - frames * kMicrosecondsPerSecond;
 }
 
-// Microseconds that steps may add up to and still only count down in one call (a counter
-// or the envelope time reaching its end, or the accumulator a frame, is an event), up to
-// 255, the most one call takes.
-unsigned QuietTime(const PSG_SoundState& s) {
-    unsigned quiet = 255;
-    auto bound = [&quiet](unsigned time) { quiet = time < quiet ? time : quiet; };
-    auto untilZero = [](unsigned counter) { return counter ? counter - 1u : 0u; };
-    for (const PSG_Channel& ch : s.channels)
-        if (ch.halfPeriod != 0) bound(untilZero(ch.counter));
-    if (s.noisePeriod != 0) bound(untilZero(s.noiseCounter));
-    if (s.envelopePeriod != 0 && s.envelopeStep != 0)
-        bound(s.envelopeTime < s.envelopePeriod ? s.envelopePeriod - s.envelopeTime - 1u : 0u);
-    // Counted with sound muted too, so that unmuting in between makes no frames early.
-    uint32_t room = s.sampleAccumulator < kMicrosecondsPerSecond
-                        ? kMicrosecondsPerSecond - 1u - s.sampleAccumulator
-                        : 0u;
-    bound(room / PSG_FRAMES_PER_SECOND);
-    return quiet;
-}
-
 }  // namespace
-
-void PSG_RunSound(uint8_t elapsed) {
-    PSG_SoundState& s = g_PsgSound;
-    unsigned pending = s.pendingTime + elapsed;
-    if (pending <= s.quietTime) {
-        s.pendingTime = static_cast<uint16_t>(pending);
-        return;
-    }
-    PSG_CatchUpSound();
-    PSG_UpdateSound(elapsed);
-    s.quietTime = static_cast<uint16_t>(QuietTime(s));
-}
-
-void PSG_CatchUpSound() {
-    PSG_SoundState& s = g_PsgSound;
-    // What follows may change the state the quiet time was worked out from.
-    s.quietTime = 0;
-    if (s.pendingTime == 0) return;
-    uint8_t pending = static_cast<uint8_t>(s.pendingTime);
-    s.pendingTime = 0;
-    PSG_UpdateSound(pending);
-}
 
 void PSG_MixSample(int16_t* left, int16_t* right) {
     const PSG_SoundState& s = g_PsgSound;
