@@ -70,7 +70,6 @@ TEST(RunnerProgram, HelpAndBadUsage) {
     Result help = RunProgram("--help");  // the options themselves: the runner's unit tests
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("--autorun"), std::string::npos) << help.out;
-    EXPECT_EQ(RunProgram("--model 128").code, 1);
     Result late = RunProgram("--run-ms 5 --model 464");
     EXPECT_EQ(late.code, 1);
     EXPECT_NE(late.err.find("--model is a machine option"), std::string::npos) << late.err;
