@@ -5,7 +5,6 @@
 #include <QGuiApplication>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <thread>
 
@@ -13,6 +12,7 @@
 #include "dsk_writer.h"
 #include "platform/ini_profile.h"
 #include "screen_reading.h"
+#include "temp_folder.h"
 #include "x11_session.h"
 
 namespace {
@@ -201,21 +201,16 @@ TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
 }
 
 TEST_F(Desktop, SoundIsHeardInTheFileSdlWrites) {
-    std::string raw = std::filesystem::temp_directory_path() /
-                      ("brallivane_audio_" + std::to_string(getpid()) + ".raw");
+    TempFolder folder;
+    std::string raw = folder.File("audio.raw");
     Start("[Settings]\nSound=1\n",
           {"SDL_AUDIODRIVER=disk", "SDL_DISKAUDIOFILE=" + raw, "SDL_DISKAUDIODELAY=23"});
     Type("SOUND 1,142,100\n");
     Sleep(2500);
-    std::ifstream file(raw, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
-    std::filesystem::remove(raw);
-    std::vector<int16_t> left;
-    for (size_t at = 0; at + 4 <= bytes.size(); at += 4)
-        left.push_back(static_cast<int16_t>(static_cast<uint8_t>(bytes[at]) |
-                                            static_cast<uint8_t>(bytes[at + 1]) << 8));
-    ASSERT_GT(left.size(), 44100u) << "over a second of sound written";
-    std::vector<size_t> changes = SignChanges(left);
+    WavSamples sound;
+    AddFrames(ReadAll(raw), 0, sound);
+    ASSERT_GT(sound.left.size(), 44100u) << "over a second of sound written";
+    std::vector<size_t> changes = SignChanges(sound.left);
     EXPECT_NEAR(Frequency(changes), 440.0, 5.0);
     EXPECT_LT(HalfWaveSpread(changes), 0.05) << "no gap or crackle in the tone";
 }

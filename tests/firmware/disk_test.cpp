@@ -11,6 +11,7 @@
 #include "dsk_writer.h"
 #include "firmware_support.h"
 #include "platform/settings_path.h"
+#include "temp_folder.h"
 #include "tools/runner/runner_disks.h"
 
 namespace {
@@ -24,28 +25,17 @@ class DiskFirmware : public FirmwareTest {
         FirmwareTest::SetUp();
         if (IsSkipped()) return;
         PAL_SetSettingsPath("");
-        hello_ = ::testing::TempDir() + "hello_" + std::to_string(getpid()) + ".dsk";
         WriteBytes(hello_, HelloDiskImage());
         Start(CPC_MODEL_6128);
     }
     void TearDown() override {
         FirmwareTest::TearDown();
         PAL_EjectAll();
-        if (!hello_.empty()) std::remove(hello_.c_str());
     }
-    std::string hello_;
+    TempFolder folder_;
+    const std::string hello_ = folder_.File("hello.dsk");
 };
 }  // namespace
-
-TEST_F(DiskFirmware, CatListsAndRunLoadsABasicProgram) {
-    ASSERT_TRUE(PAL_LoadDisk(hello_.c_str(), 0));
-    TypeAndExpect("", "Ready");
-    TypeAndExpect("CAT\\n", "176K free");
-    EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), "HELLO   .BAS   1K   README  .TXT   1K"))
-        << ScreenDump();
-    TypeAndExpect("RUN\"hello\"\\n", "LINE 20");
-    EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), "DISK OK")) << ScreenDump();
-}
 
 TEST_F(DiskFirmware, ThirdPartyDisksListAndAutorun) {
     const struct {
@@ -84,7 +74,8 @@ TEST_F(DiskFirmware, ThirdPartyDisksListAndAutorun) {
 }
 
 // Another thread inserts, ejects and swaps while the firmware reads; afterwards the machine
-// still reads the disk. Run under ThreadSanitizer, this checks the disk handover.
+// still lists the disk and runs its program. Run under ThreadSanitizer, this checks the
+// disk handover.
 TEST_F(DiskFirmware, DiskChangesFromAnotherThread) {
     ASSERT_TRUE(PAL_LoadDisk(hello_.c_str(), 0));
     TypeAndExpect("", "Ready");
@@ -107,6 +98,9 @@ TEST_F(DiskFirmware, DiskChangesFromAnotherThread) {
     done.store(true);
     host.join();
     ASSERT_TRUE(PAL_LoadDisk(hello_.c_str(), 0));
-    TypeAndExpect("\\e\\e\\nCLS\\n", "Ready");
+    TypeAndExpect("\\e\\e\\nCLS\\nCAT\\n", "176K free");
+    EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), "HELLO   .BAS   1K   README  .TXT   1K"))
+        << ScreenDump();
     TypeAndExpect("RUN\"hello\"\\n", "LINE 20", 10000);
+    EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), "DISK OK")) << ScreenDump();
 }

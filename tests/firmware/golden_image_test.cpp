@@ -2,11 +2,11 @@
 // paper in the firmware's default blue, the banner's letters in its default yellow at
 // the places the CRTC's reset geometry puts them, and black between monitor lines.
 #include <png.h>
-#include <unistd.h>
 
 #include "common/machine/machine.h"
 #include "common/video/renderer.h"
 #include "firmware_support.h"
+#include "temp_folder.h"
 #include "tools/runner/screenshot.h"
 
 namespace {
@@ -34,9 +34,8 @@ TEST_F(GoldenImage, Booted464) {
     if (HasFatalFailure()) return;
     ASSERT_TRUE(Runner_Run(machine_, 3000 * 1000));
 
-    const std::string path = (std::filesystem::temp_directory_path() /
-                              ("brallivane-464-" + std::to_string(getpid()) + ".png"))
-                                 .string();
+    TempFolder folder;
+    const std::string path = folder.File("464.png");
     std::string error;
     ASSERT_TRUE(
         Runner_WriteScreenshot(path.c_str(), machine_.frameBuffer.data(), PAL_GetPalette(), error))
@@ -47,7 +46,6 @@ TEST_F(GoldenImage, Booted464) {
     image.format = PNG_FORMAT_RGB;
     std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(image));
     ASSERT_TRUE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr));
-    std::filesystem::remove(path);
     ASSERT_EQ(image.width, 768u);
     ASSERT_EQ(image.height, 540u);
     auto at = [&](int x, int y) {

@@ -15,36 +15,12 @@
 #include "firmware_support.h"
 #include "platform/ini_profile.h"
 #include "sound_analysis.h"
+#include "temp_folder.h"
 
 namespace {
 
-struct Result {
-    int code = -1;
-    std::string out;
+struct Result : CommandResult {
     std::string err;
-};
-
-std::string ReadAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-// A folder of its own, removed at the end.
-struct TempFolder {
-    std::filesystem::path path;
-    TempFolder() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "brallivane-runner-XXXXXX").string();
-        if (mkdtemp(pattern.data())) path = pattern;
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    std::string File(const std::string& name) const { return (path / name).string(); }
-    void Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path / name, std::ios::binary) << bytes;
-    }
 };
 
 // Runs the program through the shell (arguments may redirect its output); returns its
@@ -52,13 +28,8 @@ struct TempFolder {
 Result RunProgram(const std::string& arguments) {
     TempFolder folder;
     Result result;
-    std::string command = std::string(RUNNER_PATH) + " " + arguments + " 2>" + folder.File("err");
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return result;
-    char buffer[512];
-    while (std::fgets(buffer, sizeof buffer, pipe)) result.out += buffer;
-    int status = pclose(pipe);
-    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    static_cast<CommandResult&>(result) =
+        RunCommand(std::string(RUNNER_PATH) + " " + arguments + " 2>" + folder.File("err"));
     result.err = ReadAll(folder.File("err"));
     return result;
 }
@@ -99,7 +70,6 @@ TEST(RunnerProgram, HelpAndBadUsage) {
     Result help = RunProgram("--help");  // the options themselves: the runner's unit tests
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("--autorun"), std::string::npos) << help.out;
-    EXPECT_EQ(RunProgram("--model 128").code, 1);
     Result late = RunProgram("--run-ms 5 --model 464");
     EXPECT_EQ(late.code, 1);
     EXPECT_NE(late.err.find("--model is a machine option"), std::string::npos) << late.err;

@@ -11,6 +11,18 @@ struct WavSamples {
     std::vector<int16_t> left, right;
 };
 
+// Adds the 16-bit stereo frames from the byte at FROM on, low byte first.
+inline void AddFrames(const std::string& bytes, size_t from, WavSamples& samples) {
+    auto sample = [&bytes](size_t at) {
+        return static_cast<int16_t>(static_cast<uint8_t>(bytes[at]) |
+                                    static_cast<uint8_t>(bytes[at + 1]) << 8);
+    };
+    for (size_t at = from; at + 4 <= bytes.size(); at += 4) {
+        samples.left.push_back(sample(at));
+        samples.right.push_back(sample(at + 2));
+    }
+}
+
 // Reads a 44100 Hz 16-bit stereo PCM file with a 44-byte header; false when it is not one
 // or its sizes do not match the file.
 inline bool ReadWav(const std::string& path, WavSamples& samples) {
@@ -27,10 +39,7 @@ inline bool ReadWav(const std::string& path, WavSamples& samples) {
         bytes.compare(36, 4, "data") != 0 || word(4) + (word(6) << 16) != bytes.size() - 8 ||
         word(40) + (word(42) << 16) != bytes.size() - 44)
         return false;
-    for (size_t at = 44; at + 4 <= bytes.size(); at += 4) {
-        samples.left.push_back(static_cast<int16_t>(word(at)));
-        samples.right.push_back(static_cast<int16_t>(word(at + 2)));
-    }
+    AddFrames(bytes, 44, samples);
     return true;
 }
 

@@ -1,6 +1,5 @@
 // BASIC's SOUND and ENV through both sound engines, measured in the WAV files the runner's
 // capture writes.
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -9,6 +8,7 @@
 #include "common/sound/psg_sound_state.h"
 #include "firmware_support.h"
 #include "sound_analysis.h"
+#include "temp_folder.h"
 #include "tools/runner/wav_capture.h"
 
 namespace {
@@ -33,8 +33,8 @@ class Sound : public FirmwareTest, public ::testing::WithParamInterface<int> {
         EXPECT_TRUE(Runner_ParseTypedText("\\n", enter, error)) << error;
         EXPECT_TRUE(Runner_Type(machine_, strokes));
 
-        const std::string path =
-            ::testing::TempDir() + "brallivane-sound-" + std::to_string(getpid()) + ".wav";
+        TempFolder folder;
+        const std::string path = folder.File("sound.wav");
         auto capture = std::make_unique<WavCapture>();
         EXPECT_TRUE(WavCapture_Open(*capture, path, error)) << error;
         g_Capture = capture.get();
@@ -43,7 +43,6 @@ class Sound : public FirmwareTest, public ::testing::WithParamInterface<int> {
         g_Capture = nullptr;
         EXPECT_TRUE(WavCapture_Close(*capture, error)) << error;
         EXPECT_TRUE(ReadWav(path, samples)) << path;
-        std::remove(path.c_str());
         return samples;
     }
 };

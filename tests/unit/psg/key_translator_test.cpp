@@ -74,12 +74,8 @@ TEST_F(KeyTranslator, CharEventsHoldShiftAroundCapitalsOnly) {
         EXPECT_TRUE(PSG_CharEvent(c, 0));
     }
     for (uint8_t none : {0x7E, 0x01, 0x80, 0x86, 0xFF}) EXPECT_FALSE(PSG_CharEvent(none, 1));
-    EXPECT_EQ(QueuedKeys(), (Keys{ShiftDown,
-                                  {5, 0x10, true},
-                                  {5, 0x10, false},
-                                  ShiftUp,
-                                  {4, 0x08, true},
-                                  {4, 0x08, false}}));
+    const Keys h = {{5, 0x10, true}, {5, 0x10, false}}, i = {{4, 0x08, true}, {4, 0x08, false}};
+    EXPECT_EQ(QueuedKeys(), (Keys{ShiftDown, h[0], h[1], ShiftUp, i[0], i[1]}));
     uint8_t shift = 9;
     EXPECT_EQ(PSG_KeyCodeForChar('"', &shift), '"');
     EXPECT_EQ(shift, 0) << "the translator adds SHIFT for symbols itself";

@@ -97,21 +97,14 @@ TEST(KeyScript, CharactersAndEscapesBecomeKeys) {
     };
     using Codes = std::vector<std::pair<uint8_t, bool>>;
     // The key translator adds SHIFT for symbols itself; upper-case letters carry it here.
-    EXPECT_EQ(keys("Pr 6*\xC2\xA3"), (Codes{{'P', true},
-                                            {'R', false},
-                                            {PSG_KEY_SPACE, false},
-                                            {'6', false},
-                                            {'*', false},
-                                            {PSG_KEY_POUND, false}}));
+    // clang-format off
+    EXPECT_EQ(keys("Pr 6*\xC2\xA3"), (Codes{{'P', true}, {'R', false}, {PSG_KEY_SPACE, false},
+                                            {'6', false}, {'*', false}, {PSG_KEY_POUND, false}}));
     EXPECT_EQ(keys("\\n\\e\\t\\b\\\\\\{COPY}\\{F7}\\{LEFT}"),
-              (Codes{{PSG_KEY_RETURN, false},
-                     {PSG_KEY_ESC, false},
-                     {PSG_KEY_TAB, false},
-                     {PSG_KEY_DEL, false},
-                     {'\\', false},
-                     {PSG_KEY_COPY, false},
-                     {PSG_KEY_F0 + 7, false},
-                     {PSG_KEY_CURSOR_LEFT, false}}));
+              (Codes{{PSG_KEY_RETURN, false}, {PSG_KEY_ESC, false}, {PSG_KEY_TAB, false},
+                     {PSG_KEY_DEL, false}, {'\\', false}, {PSG_KEY_COPY, false},
+                     {PSG_KEY_F0 + 7, false}, {PSG_KEY_CURSOR_LEFT, false}}));
+    // clang-format on
     for (const char* bad : {"\\", "\\x", "\\{NOPE}", "\\{COPY", "~", "\x01"}) {
         error.clear();
         EXPECT_FALSE(Runner_ParseTypedText(bad, strokes, error)) << bad;

@@ -3,11 +3,8 @@
 #include "platform/ini_profile.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
-#include <sstream>
+#include "temp_folder.h"
 
 TEST(IniProfile, ReadsValues) {
     const std::string text =
@@ -81,17 +78,14 @@ TEST(IniProfile, WritesChangeOneLineAndKeepTheRest) {
 }
 
 TEST(IniProfile, FileIsCreatedByTheFirstWrite) {
-    std::string file = ::testing::TempDir() + "ini_" + std::to_string(getpid()) + ".ini";
-    std::remove(file.c_str());
+    TempFolder folder;
+    std::string file = folder.File("a.ini");
     EXPECT_EQ(PAL_GetProfileInt("Settings", "Type", 194, file.c_str()), 194u);
     EXPECT_TRUE(PAL_WriteProfileString("Settings", "Type", "129", file.c_str()));
     EXPECT_TRUE(PAL_WriteProfileString("Settings", "CRTC", "", file.c_str()));
     EXPECT_EQ(PAL_GetProfileInt("SETTINGS", "type", 194, file.c_str()), 129u);
     EXPECT_EQ(PAL_GetProfileInt("Settings", "CRTC", 1, file.c_str()), 1u) << "empty: the default";
     EXPECT_EQ(PAL_GetProfileString("Settings", "Sound", "0", file.c_str()), "0");
-    std::stringstream contents;
-    contents << std::ifstream(file, std::ios::binary).rdbuf();
-    EXPECT_EQ(contents.str(), "[Settings]\nType=129\nCRTC=\n");
-    std::remove(file.c_str());
+    EXPECT_EQ(ReadAll(file), "[Settings]\nType=129\nCRTC=\n");
     EXPECT_FALSE(PAL_WriteProfileString("Settings", "Type", "1", "/nonexistent/dir/x.ini"));
 }

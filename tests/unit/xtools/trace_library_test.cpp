@@ -6,11 +6,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
+
+#include "temp_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -25,30 +26,15 @@ const std::string kRecord = "trace_probe(): record ";
 
 class TraceLibrary : public ::testing::Test {
    protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "brallivane-trace-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
-        log_ = folder_ / "trace.log";
-    }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
-    }
-
     // Runs the probe with the library search limited to libraryDir ("" = nowhere) and
     // returns what it printed; the probe must succeed.
     std::string Probe(const std::string& libraryDir, const std::string& commands) {
         std::string command = "env -u LD_LIBRARY_PATH ZINDREL_LOG=" + Quote(log_.string());
         if (!libraryDir.empty()) command += " LD_LIBRARY_PATH=" + Quote(libraryDir);
         command += " " + Quote(TRACE_PROBE_PATH) + " " + commands;
-        std::string output;
-        std::FILE* pipe = popen(command.c_str(), "r");
-        if (!pipe) return output;
-        char buffer[256];
-        while (std::fgets(buffer, sizeof buffer, pipe)) output += buffer;
-        EXPECT_EQ(pclose(pipe), 0) << commands << "\n" << output;
-        return output;
+        CommandResult result = RunCommand(command);
+        EXPECT_EQ(result.code, 0) << commands << "\n" << result.out;
+        return result.out;
     }
     std::vector<std::string> LogLines() const {
         std::vector<std::string> lines;
@@ -62,8 +48,8 @@ class TraceLibrary : public ::testing::Test {
         return loads;
     }
 
-    fs::path folder_;
-    fs::path log_;
+    TempFolder folder_;
+    fs::path log_ = folder_.path / "trace.log";
 };
 }  // namespace
 
@@ -89,7 +75,7 @@ TEST_F(TraceLibrary, MissingOrIncompleteLibraryIsSilentAndNotRetried) {
 
     // The library appears in the search path after the first failed load: later records
     // still go nowhere, although the library could now be loaded.
-    fs::path late = folder_ / "late";
+    fs::path late = folder_.path / "late";
     fs::create_directory(late);
     output =
         Probe(late.string(), "trace 1 provide " + Quote(TRACE_LIBRARY_PATH) + " " +
