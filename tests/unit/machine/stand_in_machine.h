@@ -3,10 +3,7 @@
 // needed): each image page is filled with one known byte, every RAM block starts with a
 // mark byte, the CRTC's port operations are recorders, and a processor takes the stops.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +11,7 @@
 #include "common/host_services.h"
 #include "common/machine/machine.h"
 #include "common/z80/z80.h"
+#include "temp_folder.h"
 #include "trace_log.h"
 
 constexpr uint8_t kLowerFill = 0x11;
@@ -25,10 +23,8 @@ using Bytes = std::vector<int>;     // bytes compared as a group
 class MachineTest : public ::testing::Test {
    protected:
     void SetUp() override {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "brallivane-roms-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
+        ASSERT_FALSE(temp_.path.empty());
+        folder_ = temp_.path.string();
         PAL_SetRomDirectory(folder_.c_str());  // no trailing separator on purpose
         crtcWrites.clear();
     }
@@ -36,13 +32,9 @@ class MachineTest : public ::testing::Test {
         g_Machine.processor = nullptr;
         CPC_Shutdown(&g_Machine);
         PAL_SetRomDirectory(nullptr);
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
     }
 
-    void WriteFile(const std::string& name, const std::string& bytes) {
-        std::ofstream(std::filesystem::path(folder_) / name, std::ios::binary) << bytes;
-    }
+    void WriteFile(const std::string& name, const std::string& bytes) { temp_.Write(name, bytes); }
     // Lower ROM then BASIC; a size above two pages adds foreign bytes, below cuts BASIC.
     void WriteModelFile(const std::string& name, size_t size = 2 * CPC_PAGE_SIZE) {
         std::string bytes = std::string(CPC_PAGE_SIZE, static_cast<char>(kLowerFill)) +
@@ -94,6 +86,7 @@ class MachineTest : public ::testing::Test {
     }
     static std::vector<std::string> Traces() { return TraceLog::Take(); }
 
+    TempFolder temp_;
     std::string folder_;
     Z80_State processor_{};
     static inline std::vector<std::pair<uint8_t, uint8_t>> crtcWrites;  // index, value

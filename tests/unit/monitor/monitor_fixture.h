@@ -3,7 +3,6 @@
 // the emulation thread with the monitor on an in-memory console, in a run folder of its
 // own with Files/ beside it. Commands and keys go in as typed.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,15 +15,14 @@
 #include "common/host_console.h"
 #include "common/machine/machine.h"
 #include "flat_machine.h"
+#include "temp_folder.h"
 #include "tools/runner/runner_machine.h"
 
 class MonitorTest : public ::testing::Test {
    protected:
     void SetUp() override {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "brallivane-monitor-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
+        ASSERT_FALSE(temp_.path.empty());
+        folder_ = temp_.path;
         for (const char* sub : {"roms", "run", "Files"})
             std::filesystem::create_directory(folder_ / sub);
         std::vector<uint8_t> rom = LoadTestProgram("monitor");
@@ -42,8 +40,6 @@ class MonitorTest : public ::testing::Test {
     void TearDown() override {
         Runner_ShutdownMachine(machine_);
         std::filesystem::current_path(previous_);
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
     }
 
     static void WriteFile(const std::filesystem::path& path, const std::string& bytes) {
@@ -133,6 +129,7 @@ class MonitorTest : public ::testing::Test {
     const Z80_State& Cpu() const { return *g_Machine.processor; }
 
     RunnerMachine machine_;
+    TempFolder temp_;
     std::filesystem::path folder_;
     std::filesystem::path previous_;
 };
