@@ -91,6 +91,8 @@ struct CPC_Machine {
     uint8_t* baseRam[4];                      // blocks 0-3
     uint8_t* writeMap[4];
     uint8_t* extraRam[4];  // blocks 4-7, with CPC_TYPE_EXTRA_RAM
+    // What ReadMem returns, as four 16 KB pages: the processor reads through it directly,
+    // so every machine keeps it current whenever its ReadMem would change.
     uint8_t* readMap[4];
 
     Z80_State* processor;  // set by Z80_Init; ports and chips set stop reasons through it
