@@ -134,6 +134,8 @@ void PSG_Reset() {
     g_PsgSound.ringRead.store(0, std::memory_order_release);
     g_PsgSound.ringWrite.store(0, std::memory_order_release);
     g_PsgSound.sampleAccumulator = 0;
+    g_PsgSound.quietPending = 0;
+    g_PsgSound.quietLimit = 0;
 }
 
 void PSG_Select(uint8_t data) {
@@ -160,6 +162,7 @@ void PSG_out(uint8_t reg, uint8_t value) {
         XT_Trace("* PSG_out(%d,%d): No such register, ignored", reg, value);
         return;
     }
+    PSG_ApplyQuietTime();
     switch (reg) {
         case 0:
         case 1:

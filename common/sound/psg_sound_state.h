@@ -74,6 +74,10 @@ struct PSG_SoundState {
     std::atomic<uint32_t> ringRead{0};
     std::atomic<uint32_t> ringWrite{0};
     uint32_t sampleAccumulator{};  // emulation thread only
+    // Time held back by the time-driven engine while nothing can happen: no toggle, noise
+    // step, envelope step or frame falls within quietLimit microseconds (emulation thread).
+    uint32_t quietPending{};
+    uint32_t quietLimit{};
     // Counts the reader's calls, so that pacing can tell whether anything drains the ring.
     std::atomic<uint32_t> ringReads{0};
 
@@ -96,6 +100,9 @@ void PSG_ClearChannel(PSG_Channel* channel);
 // Time-driven engine: advances tones, noise and envelope and produces samples into the
 // ring; called by PSG_Update when the time-driven engine is in use.
 void PSG_UpdateSound(uint8_t microseconds);
+// Counts the time the time-driven engine held back, before anything reads or changes the
+// sound parameters.
+void PSG_ApplyQuietTime();
 // Advances the envelope by the elapsed microseconds (time-driven engine only).
 void PSG_UpdateEnvelope(uint8_t microseconds);
 // The current frame of the time-driven engine: left = A + B, right = B + C.

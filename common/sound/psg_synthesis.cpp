@@ -5,6 +5,8 @@
 #include "common/sound/psg.h"
 #include "common/sound/psg_sound_state.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr uint32_t kMicrosecondsPerSecond = 1000000;
@@ -115,8 +117,11 @@ void PSG_UpdateEnvelope(uint8_t elapsed) {
     }
 }
 
-void PSG_UpdateSound(uint8_t elapsed) {
-    PSG_SoundState& s = g_PsgSound;
+namespace {
+
+// Advances everything by ELAPSED microseconds, at most one toggle per channel and one
+// noise step.
+void AdvanceSound(PSG_SoundState& s, uint8_t elapsed) {
     // A finished envelope (step 0) keeps its level until the next restart, which also
     // clears its time, so that time need not be counted.
     if (s.envelopePeriod != 0 && s.envelopeStep != 0) PSG_UpdateEnvelope(elapsed);
@@ -154,4 +159,55 @@ void PSG_UpdateSound(uint8_t elapsed) {
         s.sampleAccumulator = total;
     else
         ProduceFrames(s, total);
+}
+
+// How many microseconds may pass from now with no toggle, noise step, envelope step or
+// frame: each counter must stay above zero and the accumulator below a million.
+uint32_t QuietTime(const PSG_SoundState& s) {
+    auto beforeZero = [](uint16_t counter) { return counter ? counter - 1u : 0u; };
+    uint32_t quiet = 0xFFFF;
+    for (const PSG_Channel& ch : s.channels)
+        if (ch.halfPeriod != 0) quiet = std::min(quiet, beforeZero(ch.counter));
+    if (s.noisePeriod != 0) quiet = std::min(quiet, beforeZero(s.noiseCounter));
+    if (s.envelopePeriod != 0 && s.envelopeStep != 0)
+        quiet = std::min(quiet, s.envelopePeriod - s.envelopeTime - 1);
+    if (!s.mute)
+        quiet = std::min(quiet,
+                         (kMicrosecondsPerSecond - 1 - s.sampleAccumulator) / PSG_FRAMES_PER_SECOND);
+    return quiet;
+}
+
+}  // namespace
+
+void PSG_ApplyQuietTime() {
+    PSG_SoundState& s = g_PsgSound;
+    uint32_t pending = s.quietPending;
+    s.quietLimit = 0;
+    if (pending == 0) return;
+    s.quietPending = 0;
+    if (s.envelopePeriod != 0 && s.envelopeStep != 0) s.envelopeTime += pending;
+    for (PSG_Channel& ch : s.channels)
+        if (ch.halfPeriod != 0) ch.counter = static_cast<uint16_t>(ch.counter - pending);
+    if (s.noisePeriod != 0) s.noiseCounter = static_cast<uint16_t>(s.noiseCounter - pending);
+    if (s.mute) return;
+    uint32_t total = s.sampleAccumulator + pending * PSG_FRAMES_PER_SECOND;
+    if (total < kMicrosecondsPerSecond)
+        s.sampleAccumulator = total;
+    else
+        ProduceFrames(s, total);  // only when the mute was lifted meanwhile
+}
+
+// Most calls fall where nothing can happen; their time is only added up, and counted all
+// at once before the next call that reaches an event. Out of line, so that the machine's
+// per-step update stays small enough to be inlined.
+__attribute__((noinline)) void PSG_UpdateSound(uint8_t elapsed) {
+    PSG_SoundState& s = g_PsgSound;
+    uint32_t pending = s.quietPending + elapsed;
+    if (pending <= s.quietLimit) {
+        s.quietPending = pending;
+        return;
+    }
+    PSG_ApplyQuietTime();
+    AdvanceSound(s, elapsed);
+    s.quietLimit = QuietTime(s);
 }

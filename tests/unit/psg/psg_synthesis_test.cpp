@@ -99,6 +99,33 @@ TEST_F(PsgSynthesis, APeriodShorterThanTheStepTogglesEveryCall) {
     }
 }
 
+TEST_F(PsgSynthesis, EventsComeOnTheirMicrosecond) {
+    // A toggle, a noise step, an envelope step and a frame each fall on a known call of
+    // one microsecond; time in between may be counted late, events never.
+    WriteRegister(0, 3);  // 24 microseconds a half period
+    WriteRegister(6, 1);  // a noise step every 16
+    WriteRegister(8, 0x10);
+    WriteRegister(11, 1);  // an envelope step every 16
+    WriteRegister(13, 0x0C);
+    g_PsgSound.sampleAccumulator = 1000000 - 3 * 44100;  // the first frame is 3 calls away
+    std::vector<int> toggles, noiseSteps, envelopeSteps, frames;
+    for (int call = 1; call <= 100; ++call) {
+        uint8_t tone = g_PsgSound.channels[0].toneOutput;
+        uint32_t noise = g_PsgSound.noiseShiftRegister;
+        uint16_t amplitude = g_PsgSound.channels[0].amplitude;
+        uint32_t written = g_PsgSound.ringWrite;
+        PSG_Update(1);
+        if (g_PsgSound.channels[0].toneOutput != tone) toggles.push_back(call);
+        if (g_PsgSound.noiseShiftRegister != noise) noiseSteps.push_back(call);
+        if (g_PsgSound.channels[0].amplitude != amplitude) envelopeSteps.push_back(call);
+        if (g_PsgSound.ringWrite != written) frames.push_back(call);
+    }
+    EXPECT_EQ(toggles, (std::vector<int>{1, 24, 48, 72, 96}));
+    EXPECT_EQ(noiseSteps, (std::vector<int>{1, 16, 32, 48, 64, 80, 96}));
+    EXPECT_EQ(envelopeSteps, (std::vector<int>{16, 32, 48, 64, 80, 96}));
+    EXPECT_EQ(frames, (std::vector<int>{3, 26, 49, 72, 94}));
+}
+
 TEST_F(PsgSynthesis, RingLevelFeedbackAndCopy) {
     for (uint32_t i = 0; i < PSG_SAMPLE_RING_BYTES; ++i)
         g_PsgSound.sampleRing[i] = static_cast<uint8_t>(i * 7);
