@@ -116,6 +116,7 @@ void CPC_Shutdown(CPC_Machine* machine) {
 void CPC_Reset() {
     CPC_Machine& m = g_Machine;
     CPC_CatchUpVideo();  // what was drawn before the reset stays drawn
+    m.crtcQuiet = 0;     // the reset moves the CRTC: the next tick works out its quiet time
     CPC_SetRomConfig(kResetRomConfig);
     for (int page = 0; page < 4; ++page) m.writeMap[page] = m.baseRam[page];
     CPC_UpdateMemMap();

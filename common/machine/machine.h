@@ -103,9 +103,10 @@ struct CPC_Machine {
     std::atomic<uint8_t> crtcType;  // the host may change it while the machine runs
     CRTC_HandlerSet crtcOps;
     CRTC_State crtc;
-    // While the CRTC would only draw characters from one RAM block, it may run behind the
-    // processor: crtcPending microseconds not yet handed to it, at most crtcQuiet. Ports,
-    // writes to the block it draws from and a reset catch it up first, so nothing can tell.
+    // While nothing the CRTC does could be seen by the processor (no new line, no HSYNC
+    // end, no other RAM page) it may run behind: crtcPending microseconds not yet handed
+    // to it, at most crtcQuiet. Ports, writes to the page it draws from and a reset catch
+    // it up first, so nothing can tell.
     uint16_t crtcPending;
     uint16_t crtcQuiet;
     std::atomic<int16_t> horizontalOffset;  // in characters; written by the host too

@@ -116,6 +116,29 @@ inline void TickQuietCharacters(CRTC_State& c, unsigned count) {
     c.hccAtR0 = c.HCC == c.R[0];
 }
 
+// How long the CRTC may run behind the processor: as long as nothing it does could be
+// seen before it catches up. The processor sees a new line (VSYNC on port B, the frame
+// end), the end of an HSYNC (the Gate Array's interrupt counter) and the RAM page it
+// draws from, which changes only when MA crosses a 4K boundary; traces of an HSYNC too
+// short for the Gate Array must keep their place among the processor's. Drawing, the
+// display end, MA's 1 KB blocks and the Gate Array's delays only change the picture.
+// Ports, writes to that page and a reset catch it up.
+unsigned RunBehindLimit(const CRTC_State& c) {
+    unsigned limit = 1023;
+    auto bound = [&limit](unsigned steps) { limit = steps < limit ? steps : limit; };
+    if (c.R[0] != 0xFF) bound((c.R[0] - c.HCC) & 0xFFu);
+    if (c.hsyncCountdown) {
+        bound(c.hsyncCountdown - 1u);
+    } else {
+        unsigned toStart = (c.R[2] - c.HCC) & 0xFFu;
+        unsigned width = c.R[3] & 15u;
+        bound(width >= 2 ? toStart + width - 1 : (toStart ? toStart - 1 : 0));
+    }
+    bound(0xFFFu - (c.MA & 0xFFFu));
+    unsigned quiet = QuietCharacters(c, 255);
+    return limit > quiet ? limit : quiet;
+}
+
 void StartNewFrame(CRTC_State& c) {
     c.SL = 0;
     c.lineStartMA = c.startAddress;
@@ -217,7 +240,7 @@ void CRTC_Tick_best(uint8_t microseconds) {
             --microseconds;
         }
     }
-    g_Machine.crtcQuiet = static_cast<uint16_t>(QuietCharacters(c, 255));
+    g_Machine.crtcQuiet = static_cast<uint16_t>(RunBehindLimit(c));
 }
 
 void CRTC_ComputeAddress() {
