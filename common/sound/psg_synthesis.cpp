@@ -2,10 +2,10 @@
 // microseconds of each step, and 44100 frames per emulated second go into the sample
 // ring, spread evenly. Runs on the emulation thread after every instruction, so each call
 // does a fixed, small amount of work.
+#include <algorithm>
+
 #include "common/sound/psg.h"
 #include "common/sound/psg_sound_state.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -172,8 +172,8 @@ uint32_t QuietTime(const PSG_SoundState& s) {
     if (s.envelopePeriod != 0 && s.envelopeStep != 0)
         quiet = std::min(quiet, s.envelopePeriod - s.envelopeTime - 1);
     if (!s.mute)
-        quiet = std::min(quiet,
-                         (kMicrosecondsPerSecond - 1 - s.sampleAccumulator) / PSG_FRAMES_PER_SECOND);
+        quiet = std::min(
+            quiet, (kMicrosecondsPerSecond - 1 - s.sampleAccumulator) / PSG_FRAMES_PER_SECOND);
     return quiet;
 }
 

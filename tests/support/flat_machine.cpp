@@ -60,8 +60,7 @@ CPC_Machine* FlatMachine_Create() {
     g_flatRecord.Reset = FlatReset;
     g_flatRecord.RetI = FlatRetI;
     g_flatRecord.MemAccess = FlatMemAccess;
-    for (int page = 0; page < 4; ++page)
-        g_flatRecord.readMap[page] = g_Flat.memory + page * 0x4000;
+    for (int page = 0; page < 4; ++page) g_flatRecord.readMap[page] = g_Flat.memory + page * 0x4000;
     return &g_flatRecord;
 }
 
