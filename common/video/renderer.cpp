@@ -70,22 +70,6 @@ inline bool RunFullyShown(const LineCursor& cursor, int count) {
            cursor.end - cursor.dest >= count;
 }
 
-// The pixel output rule for a run of pixels of one colour.
-inline void EmitRun(LineCursor& cursor, uint8_t colour, int count) {
-    if (RunFullyShown(cursor, count)) {
-        std::memset(cursor.dest, colour, static_cast<size_t>(count));
-        cursor.dest += count;
-        cursor.x += count;
-        return;
-    }
-    for (int i = 0; i < count && cursor.x < PAL_SCREEN_WIDTH; ++i) {
-        ++cursor.x;
-        if (cursor.x >= 0 && cursor.x < PAL_SCREEN_WIDTH && cursor.dest < cursor.end) {
-            *cursor.dest++ = colour;
-        }
-    }
-}
-
 // Stores 8 pixels held as in DecodeByte, leftmost first, in one 8-byte store.
 inline void StorePixels(uint8_t* dest, uint64_t pixels) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
@@ -202,18 +186,29 @@ inline void FillBorder(LineCursor& cursor, uint8_t ink, int32_t count) {
     cursor.dest += count;
 }
 
-// A character that is only partly on the row, pixel by pixel. The cursor goes in and out
-// by value, so that the caller's copy can stay in registers.
+// A character that is only partly on the row (x + 16 >= 0, x < the last pixel), by the
+// pixel output rule: pixels x + 1 to x + 16, x stopping at the right edge, those on the
+// row stored. Every line has two, so the pixels that land go in with one copy. The cursor
+// goes in and out by value, so that the caller's copy can stay in registers.
 __attribute__((noinline)) LineCursor DrawCharAtEdge(LineCursor line, const uint8_t* videoBytes) {
     const uint8_t* inks = g_Machine.ga.penInks;
+    uint8_t pixels[16];
     if (!videoBytes) {
-        EmitRun(line, inks[kBorderInk], 16);
+        std::memset(pixels, inks[kBorderInk], sizeof pixels);
     } else {
         uint8_t mode = g_Machine.crtc.currentMode & 3;
         UseDecodeKey(mode, inks);
-        EmitByte(line, Decoded(videoBytes[0], mode, inks));
-        EmitByte(line, Decoded(videoBytes[1], mode, inks));
+        StorePixels(pixels, Decoded(videoBytes[0], mode, inks));
+        StorePixels(pixels + 8, Decoded(videoBytes[1], mode, inks));
     }
+    int32_t first = line.x + 1 < 0 ? -(line.x + 1) : 0;
+    int32_t last = PAL_SCREEN_WIDTH - 2 - line.x < 15 ? PAL_SCREEN_WIDTH - 2 - line.x : 15;
+    int32_t count = std::min<int32_t>(last - first + 1, static_cast<int32_t>(line.end - line.dest));
+    if (count > 0) {
+        std::memcpy(line.dest, pixels + first, static_cast<size_t>(count));
+        line.dest += count;
+    }
+    line.x = line.x + 16 < PAL_SCREEN_WIDTH ? line.x + 16 : PAL_SCREEN_WIDTH;
     return line;
 }
 
