@@ -74,8 +74,9 @@ struct PSG_SoundState {
     std::atomic<uint32_t> ringRead{0};
     std::atomic<uint32_t> ringWrite{0};
     uint32_t sampleAccumulator{};  // emulation thread only
-    // Time held back by the time-driven engine while nothing can happen: no toggle, noise
-    // step, envelope step or frame falls within quietLimit microseconds (emulation thread).
+    // Time held back from the tones, noise and envelope of the time-driven engine while no
+    // toggle, noise step or envelope step falls within quietLimit microseconds (emulation
+    // thread). Frames are counted on every step.
     uint32_t quietPending{};
     uint32_t quietLimit{};
     // Counts the reader's calls, so that pacing can tell whether anything drains the ring.

@@ -119,9 +119,9 @@ void PSG_UpdateEnvelope(uint8_t elapsed) {
 
 namespace {
 
-// Advances everything by ELAPSED microseconds, at most one toggle per channel and one
-// noise step.
-void AdvanceSound(PSG_SoundState& s, uint8_t elapsed) {
+// Advances tones, noise and envelope by ELAPSED microseconds, at most one toggle per
+// channel and one noise step.
+void AdvanceCounters(PSG_SoundState& s, uint8_t elapsed) {
     // A finished envelope (step 0) keeps its level until the next restart, which also
     // clears its time, so that time need not be counted.
     if (s.envelopePeriod != 0 && s.envelopeStep != 0) PSG_UpdateEnvelope(elapsed);
@@ -152,7 +152,11 @@ void AdvanceSound(PSG_SoundState& s, uint8_t elapsed) {
             s.noiseCounter = static_cast<uint16_t>(counter - elapsed);
         }
     }
+}
 
+// The frames of the elapsed time, after the step's toggles: counted on every call, so
+// that a frame never waits for an event.
+inline void AccumulateFrames(PSG_SoundState& s, uint8_t elapsed) {
     if (s.mute) return;
     uint32_t total = s.sampleAccumulator + elapsed * PSG_FRAMES_PER_SECOND;
     if (total < kMicrosecondsPerSecond)
@@ -161,8 +165,8 @@ void AdvanceSound(PSG_SoundState& s, uint8_t elapsed) {
         ProduceFrames(s, total);
 }
 
-// How many microseconds may pass from now with no toggle, noise step, envelope step or
-// frame: each counter must stay above zero and the accumulator below a million.
+// How many microseconds may pass from now with no toggle, noise step or envelope step:
+// each counter must stay above zero.
 uint32_t QuietTime(const PSG_SoundState& s) {
     auto beforeZero = [](uint16_t counter) { return counter ? counter - 1u : 0u; };
     uint32_t quiet = 0xFFFF;
@@ -171,9 +175,6 @@ uint32_t QuietTime(const PSG_SoundState& s) {
     if (s.noisePeriod != 0) quiet = std::min(quiet, beforeZero(s.noiseCounter));
     if (s.envelopePeriod != 0 && s.envelopeStep != 0)
         quiet = std::min(quiet, s.envelopePeriod - s.envelopeTime - 1);
-    if (!s.mute)
-        quiet = std::min(
-            quiet, (kMicrosecondsPerSecond - 1 - s.sampleAccumulator) / PSG_FRAMES_PER_SECOND);
     return quiet;
 }
 
@@ -189,25 +190,20 @@ void PSG_ApplyQuietTime() {
     for (PSG_Channel& ch : s.channels)
         if (ch.halfPeriod != 0) ch.counter = static_cast<uint16_t>(ch.counter - pending);
     if (s.noisePeriod != 0) s.noiseCounter = static_cast<uint16_t>(s.noiseCounter - pending);
-    if (s.mute) return;
-    uint32_t total = s.sampleAccumulator + pending * PSG_FRAMES_PER_SECOND;
-    if (total < kMicrosecondsPerSecond)
-        s.sampleAccumulator = total;
-    else
-        ProduceFrames(s, total);  // only when the mute was lifted meanwhile
 }
 
-// Most calls fall where nothing can happen; their time is only added up, and counted all
-// at once before the next call that reaches an event. Out of line, so that the machine's
-// per-step update stays small enough to be inlined.
+// Most calls fall where no counter runs out; their time is only added up, and counted
+// all at once before the next call that reaches an event. Out of line, so that the
+// machine's per-step update stays small enough to be inlined.
 __attribute__((noinline)) void PSG_UpdateSound(uint8_t elapsed) {
     PSG_SoundState& s = g_PsgSound;
     uint32_t pending = s.quietPending + elapsed;
     if (pending <= s.quietLimit) {
         s.quietPending = pending;
-        return;
+    } else {
+        PSG_ApplyQuietTime();
+        AdvanceCounters(s, elapsed);
+        s.quietLimit = QuietTime(s);
     }
-    PSG_ApplyQuietTime();
-    AdvanceSound(s, elapsed);
-    s.quietLimit = QuietTime(s);
+    AccumulateFrames(s, elapsed);
 }
