@@ -27,15 +27,6 @@ class Z80Test : public ::testing::Test {
         return cpu.time - before;
     }
 
-    // Runs until the processor stops (stop reason, or HALT with interrupts off);
-    // returns the number of instructions executed.
-    uint64_t RunUntilStopped(uint64_t limit = 50000000) {
-        cpu.running = 1;
-        uint64_t count = 0;
-        for (; cpu.running && count < limit; ++count) Z80_StepInstruction(&cpu);
-        return count;
-    }
-
     uint8_t Memory(uint16_t address) const { return g_Flat.memory[address]; }
     uint16_t MemoryWord(uint16_t address) const {
         return static_cast<uint16_t>(g_Flat.memory[address] |

@@ -89,30 +89,24 @@ class Shell : public ::testing::Test {
     MemoryConsole console_;
 };
 
-struct SettingsCase {
-    const char* text;
-    unsigned type, speed, crtc, sound, zoom, fastest;
-};
-
 TEST_F(Shell, SettingsAndTheirDefaults) {
-    const SettingsCase cases[] = {
-        {nullptr, 194, 1, 1, 0, 1, 0},
-        {"[Settings]\nType=242\nZoom=3\nSound=1\n", 242, 1, 1, 1, 3, 1},
-        {"[Settings]\nType=abc\nCRTC=7\nSound=x\nZoom=9\nSpeed=0\n", 194, 0, 1, 0, 1, 0},
-        {"[Settings]\nType=450\nCRTC=0\n", 194, 1, 0, 0, 1, 0},
-        {"\x01\xFF garbage without sections\n", 194, 1, 1, 0, 1, 0},
+    using Values = std::vector<unsigned>;  // type, speed, CRTC, sound, zoom, fastest
+    const std::pair<const char*, Values> cases[] = {
+        {nullptr, {194, 1, 1, 0, 1, 0}},
+        {"[Settings]\nType=242\nZoom=3\nSound=1\n", {242, 1, 1, 1, 3, 1}},
+        {"[Settings]\nType=abc\nCRTC=7\nSound=x\nZoom=9\nSpeed=0\n", {194, 0, 1, 0, 1, 0}},
+        {"[Settings]\nType=450\nCRTC=0\n", {194, 1, 0, 0, 1, 0}},
+        {"\x01\xFF garbage without sections\n", {194, 1, 1, 0, 1, 0}},
     };
-    for (const SettingsCase& c : cases) {
+    for (const auto& [text, expected] : cases) {
         std::filesystem::remove(settings_);
-        if (c.text) Write(c.text);
+        if (text) Write(text);
         Shell_ReadSettings();
-        SCOPED_TRACE(c.text ? c.text : "no file");
-        EXPECT_EQ(g_Shell.control.Type, c.type);
-        EXPECT_EQ(g_Shell.control.actualSpeed.load(), c.speed);
-        EXPECT_EQ(g_Shell.control.crtcType, c.crtc);
-        EXPECT_EQ(g_Shell.soundEnabled, c.sound);
-        EXPECT_EQ(g_Shell.zoom, c.zoom);
-        EXPECT_EQ(g_Shell.fastest, c.fastest);
+        const EmulControl& c = g_Shell.control;
+        EXPECT_EQ((Values{c.Type, c.actualSpeed.load(), c.crtcType, g_Shell.soundEnabled,
+                          g_Shell.zoom, g_Shell.fastest}),
+                  expected)
+            << (text ? text : "no file");
     }
 }
 

@@ -34,16 +34,15 @@ class MachineTest : public ::testing::Test {
         PAL_SetRomDirectory(nullptr);
     }
 
-    void WriteFile(const std::string& name, const std::string& bytes) { temp_.Write(name, bytes); }
     // Lower ROM then BASIC; a size above two pages adds foreign bytes, below cuts BASIC.
     void WriteModelFile(const std::string& name, size_t size = 2 * CPC_PAGE_SIZE) {
         std::string bytes = std::string(CPC_PAGE_SIZE, static_cast<char>(kLowerFill)) +
                             std::string(CPC_PAGE_SIZE, static_cast<char>(kBasicFill));
         bytes.resize(size, '\x99');
-        WriteFile(name, bytes);
+        temp_.Write(name, bytes);
     }
     void WriteAmsdos(size_t size = CPC_PAGE_SIZE) {
-        WriteFile("amsdos.rom", std::string(size, static_cast<char>(kAmsdosFill)));
+        temp_.Write("amsdos.rom", std::string(size, static_cast<char>(kAmsdosFill)));
     }
     void WriteAllRoms() {
         for (const char* name : {"CPC464.rom", "CPC664.rom", "CPC6128.rom"}) WriteModelFile(name);

@@ -52,8 +52,6 @@ class MonitorTest : public ::testing::Test {
         return messages;
     }
     void Keys(const std::vector<uint8_t>& keys) { EXPECT_TRUE(Runner_Keys(machine_, keys)); }
-    void F5() { Keys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5}); }
-    void F10() { Keys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F10}); }
     void F11() { Keys({PAL_KEY_EXTENDED_PREFIX, PAL_KEY_F11}); }
 
     // The text of a console row from a column, trailing blanks removed.
@@ -100,10 +98,8 @@ class MonitorTest : public ::testing::Test {
                 compare();
                 typed = line;
                 expected.clear();
-                if (line == "<F5>") {
-                    F5();
-                } else if (line == "<F10>") {
-                    F10();
+                if (line == "<F5>" || line == "<F10>") {
+                    Keys({PAL_KEY_FUNCTION_PREFIX, line == "<F5>" ? PAL_KEY_F5 : PAL_KEY_F10});
                 } else if (line == "<F11>") {
                     F11();
                 } else {

@@ -113,11 +113,10 @@ TEST_F(PsgRegisters, VolumeIsConstantOrFollowsTheEnvelopeScaledByTheMaster) {
     WriteRegister(0, 0x10);
     g_PsgSound.ringWrite = 400;
     PSG_Reset();
-    EXPECT_EQ(g_PsgSound.channels[0].halfPeriod, 0);
-    EXPECT_EQ(g_PsgSound.channels[0].envelopeMode, 0);
-    EXPECT_EQ(g_PsgSound.channels[1].envelopeMode, 0);
-    EXPECT_EQ(g_PsgSound.envelopePeriod, 0u);
-    EXPECT_EQ(g_PsgSound.ringWrite, 0u);
+    EXPECT_EQ(g_PsgSound.channels[0].halfPeriod | g_PsgSound.channels[0].envelopeMode |
+                  g_PsgSound.channels[1].envelopeMode | g_PsgSound.envelopePeriod |
+                  g_PsgSound.ringWrite,
+              0u);
     EXPECT_EQ(g_PsgSound.envelopeLevel, 0) << "level and step stay where the attack began";
     EXPECT_EQ(g_PsgSound.envelopeStep, 1);
     EXPECT_EQ(g_Machine.psg.registers[12], 0x12);

@@ -55,7 +55,7 @@ TEST_F(Z80Instruction, FlagsOutsideTheExercisersView) {
     }
 }
 
-// IM and LD I,A are covered by the interrupt tests and the im2halt program.
+// IM and LD I,A are covered by the interrupt tests.
 TEST_F(Z80Instruction, RefreshRegisterAndReturnFromInterrupt) {
     cpu.AF.w = 0x8500, cpu.IFF2 = 1;
     Execute({0xED, 0x4F});  // LD R,A: all 8 bits

@@ -1,8 +1,10 @@
-// The step: reset, interrupts and their timing, the EI delay, HALT, prefix bytes, R and
-// the stop reasons.
+// The step: reset, interrupts and their timing, the EI delay, HALT, prefix bytes, R, the
+// stop reasons and the traces of what it cannot run.
+#include "trace_log.h"
 #include "z80_fixture.h"
 
 using Z80Step = Z80Test;
+using Lines = std::vector<std::string>;
 
 TEST_F(Z80Step, ResetSetsDocumentedValuesAndKeepsBreakpoints) {
     Z80_Breakpoint* list = reinterpret_cast<Z80_Breakpoint*>(&cpu);  // any non-null head
@@ -32,20 +34,24 @@ TEST_F(Z80Step, InterruptModes) {
     EXPECT_FALSE(g_Flat.interruptPending);
 
     // IM 2 reads the vector at I * 256 + 0x86, the byte the Gate Array leaves on the bus.
-    cpu.IM = 2, cpu.IFF1 = 1, cpu.I = 0x40;
+    cpu.IFF1 = 1, cpu.AF.hi = 0x40;
+    Execute({0xED, 0x47});  // LD I,A
+    Execute({0xED, 0x5E});  // IM 2
     FlatMachine_Load(0x4086, {0x34, 0x12});
     g_Flat.interruptPending = true;
     EXPECT_EQ(Execute({0x00}), 1u + 19u);
     EXPECT_EQ(cpu.PC, 0x1234);
-    EXPECT_EQ(MemoryWord(cpu.SP), 0x0039);
+    EXPECT_EQ(MemoryWord(cpu.SP), 0x003D);
 
     // IM 0 is acknowledged and lost.
-    cpu.IM = 0, cpu.IFF1 = 1;
+    cpu.IM = 0, cpu.IFF1 = 1;  // ED 46 is not run: only the reset sets IM 0
+    TraceLog::Take();
     g_Flat.interruptPending = true;
     EXPECT_EQ(Execute({0x00}), 1u);
     EXPECT_EQ(cpu.PC, 0x1235);
     EXPECT_EQ(cpu.IFF1, 1);
     EXPECT_FALSE(g_Flat.interruptPending);
+    EXPECT_EQ(TraceLog::Take(), Lines{"* Z80_Step(): INT Mode (0) not supported - INT Ignored"});
 }
 
 TEST_F(Z80Step, EnableTakesEffectAfterTheNextInstruction) {
@@ -84,9 +90,12 @@ TEST_F(Z80Step, HaltCountsTimeAndRUntilTheInterrupt) {
     // With interrupts off the machine stops, without a stop reason.
     cpu.IFF1 = 0;
     cpu.PC = 0x0100;
+    TraceLog::Take();
     Step();
     EXPECT_EQ(cpu.running, 0);
     EXPECT_EQ(cpu.stopReason, Z80_STOP_NONE);
+    EXPECT_EQ(TraceLog::Take(),
+              Lines{"* Z80_Step_Regular(): HALT entered while INT DISABLED. Processor hung..."});
 }
 
 TEST_F(Z80Step, RCountsSevenBitsOncePerOpcodeByte) {
@@ -103,6 +112,7 @@ TEST_F(Z80Step, RCountsSevenBitsOncePerOpcodeByte) {
 }
 
 TEST_F(Z80Step, InvalidPrefixIsDroppedWithoutAdvancingTheDevices) {
+    TraceLog::Take();
     cpu.IX.w = 0x5555;
     FlatMachine_Load(0, {0xDD, 0xDD, 0x21, 0x34, 0x12});
     EXPECT_EQ(Step(), 2u);  // DD, then the invalid DD: 2 microseconds, prefix dropped
@@ -128,6 +138,11 @@ TEST_F(Z80Step, InvalidPrefixIsDroppedWithoutAdvancingTheDevices) {
     cpu.HL.lo = 0;
     EXPECT_EQ(Execute({0xCB, 0xDD}), 2u);
     EXPECT_EQ(cpu.HL.lo, 0x08);
+    // A step at address 0 notes the reset.
+    EXPECT_EQ(TraceLog::Take(), (Lines{"Z80_Step(): --------------- Reset ---------------",
+                                       "* Z80_Step(): PC=0001H, INVALID DD PREFIX",
+                                       "* Z80_Step(): PC=0101H, INVALID ED PREFIX",
+                                       "* Z80_Step(): PC=0101H, INVALID CB PREFIX"}));
 }
 
 TEST_F(Z80Step, UnknownEdInstructionStopsWithPcAndRAsBefore) {
@@ -143,4 +158,13 @@ TEST_F(Z80Step, UnknownEdInstructionStopsWithPcAndRAsBefore) {
     // The next step starts afresh and clears the reason.
     Execute({0x00});
     EXPECT_EQ(cpu.stopReason, Z80_STOP_NONE);
+    TraceLog::Take();
+    cpu.PC = 0x0300;
+    Execute({0xED, 0xB3});
+    Execute({0xFD, 0x8D});
+    Execute({0xDD, 0xCB, 0x05, 0x00});
+    EXPECT_EQ(TraceLog::Take(),
+              (Lines{"* Z80_Step_ED(): PC=0301H, UNKNOWN INSTRUCTION: ED B3",
+                     "* Z80_Step_DD_FD(): PC=0300H, UNKNOWN INSTRUCTION: FD 8D",
+                     "* Z80_Step_DD_FD(): PC=0303H, UNKNOWN INSTRUCTION: DD CB 00"}));
 }
