@@ -3,6 +3,7 @@
 // the renderer.
 #include "common/video/crtc_precise.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/machine/machine.h"
@@ -135,8 +136,7 @@ unsigned RunBehindLimit(const CRTC_State& c) {
         bound(width >= 2 ? toStart + width - 1 : (toStart ? toStart - 1 : 0));
     }
     bound(0xFFFu - (c.MA & 0xFFFu));
-    unsigned quiet = QuietCharacters(c, 255);
-    return limit > quiet ? limit : quiet;
+    return std::max(limit, QuietCharacters(c, 255));
 }
 
 void StartNewFrame(CRTC_State& c) {

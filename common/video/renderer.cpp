@@ -201,14 +201,14 @@ __attribute__((noinline)) LineCursor DrawCharAtEdge(LineCursor line, const uint8
         StorePixels(pixels, Decoded(videoBytes[0], mode, inks));
         StorePixels(pixels + 8, Decoded(videoBytes[1], mode, inks));
     }
-    int32_t first = line.x + 1 < 0 ? -(line.x + 1) : 0;
-    int32_t last = PAL_SCREEN_WIDTH - 2 - line.x < 15 ? PAL_SCREEN_WIDTH - 2 - line.x : 15;
-    int32_t count = std::min<int32_t>(last - first + 1, static_cast<int32_t>(line.end - line.dest));
+    int32_t first = std::max(0, -(line.x + 1));
+    int32_t last = std::min(15, PAL_SCREEN_WIDTH - 2 - line.x);
+    int32_t count = std::min(last - first + 1, static_cast<int32_t>(line.end - line.dest));
     if (count > 0) {
         std::memcpy(line.dest, pixels + first, static_cast<size_t>(count));
         line.dest += count;
     }
-    line.x = line.x + 16 < PAL_SCREEN_WIDTH ? line.x + 16 : PAL_SCREEN_WIDTH;
+    line.x = std::min(line.x + 16, PAL_SCREEN_WIDTH);
     return line;
 }
 
