@@ -1,6 +1,7 @@
 // The emulation thread and its run loop: on every pass the monitor is shown and polled,
 // the host's requests are honoured, and while the machine runs (or a single step is
-// asked for) one whole instruction is executed.
+// asked for) one whole instruction is executed, or several in a row while the monitor has
+// nothing to look at in between.
 #include <atomic>
 
 #include "common/host_services.h"
@@ -68,10 +69,16 @@ void EndSlice(Z80_State* state, Slice* slice) {
     *slice = {now, limit};
 }
 
-// One whole instruction, with the stop message when it stopped a running machine.
-void Step(Z80_State* state, bool* fullRedraw, Slice* slice) {
+// Whole instructions, at most COUNT, with the stop message when they stopped a running
+// machine; returns how many ran. More than one runs at once only while nothing has to
+// look at every instruction (breakpoints, the PC log).
+uint32_t Step(Z80_State* state, uint32_t count, bool* fullRedraw, Slice* slice) {
     uint8_t wasRunning = state->running;
-    Z80_StepInstruction(state);
+    uint32_t done = 1;
+    if (count > 1 && wasRunning && !state->breakpoints && !Dbg_LoggingPC())
+        done = Z80_RunInstructions(state, count, slice->start + slice->limit);
+    else
+        Z80_StepInstruction(state);
     if (state->stopReason != Z80_STOP_NONE && wasRunning) {
         Dbg_ShowDisassembly(state, 1, 1);
         if (const char* message = Emul_StopMessage(state->stopReason)) Dbg_Message(message);
@@ -84,6 +91,7 @@ void Step(Z80_State* state, bool* fullRedraw, Slice* slice) {
     if (state->machine->deviceTime - slice->start >= slice->limit ||
         (wasRunning && !state->running))
         EndSlice(state, slice);
+    return done;
 }
 
 // A request the next pass must see: a reset, a stop or a pause.
@@ -163,10 +171,13 @@ void Emul_RunLoop(Z80_State* state) {
             // (Not before the status row has shown the machine running.)
             uint32_t quietPasses = runningShown && !singleStep ? Dbg_QuietPolls() : 0;
             for (;;) {
-                Step(state, &fullRedraw, &slice);
+                // Every instruction but the last of a run stands for a pass without a poll.
+                uint32_t done = Step(state, quietPasses + 1, &fullRedraw, &slice);
+                quietPasses -= done - 1;
+                Dbg_SkipQuietPolls(done - 1);
                 if (quietPasses == 0 || !state->running || fullRedraw || HostAsks(control)) break;
                 --quietPasses;
-                Dbg_SkipQuietPoll();
+                Dbg_SkipQuietPolls(1);
             }
         } else if (!Dbg_PrepareIdlePoll())
             PAL_SleepMicroseconds(EMUL_IDLE_SLEEP_MICROSECONDS);  // waiting must not burn a core

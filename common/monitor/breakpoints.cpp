@@ -75,6 +75,10 @@ void Dbg_ClosePCLog() {
     g_Monitor.pcLog = nullptr;
 }
 
+bool Dbg_LoggingPC() {
+    return g_Monitor.pcLog != nullptr;
+}
+
 void Dbg_LogPC(Z80_State* state) {
     std::FILE* log = g_Monitor.pcLog;
     if (!log) return;

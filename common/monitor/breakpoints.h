@@ -25,3 +25,4 @@ void Z80_FreeBreakpoints(Z80_State* state);
 void Dbg_OpenPCLog();
 void Dbg_ClosePCLog();
 void Dbg_LogPC(Z80_State* state);
+bool Dbg_LoggingPC();

@@ -141,8 +141,8 @@ uint32_t Dbg_QuietPolls() {
     return counter + 1 < kPollInterval ? kPollInterval - 1 - counter : 0;
 }
 
-void Dbg_SkipQuietPoll() {
-    ++g_Monitor.pollCounter;
+void Dbg_SkipQuietPolls(uint32_t passes) {
+    g_Monitor.pollCounter += passes;
 }
 
 uint8_t Dbg_PollKeys(Z80_State* state) {

@@ -48,9 +48,9 @@ uint8_t Dbg_PollKeys(Z80_State* state);
 // running machine loses time to it. True when a key or a script line waits for it.
 bool Dbg_PrepareIdlePoll();
 // How many polls from now return DBG_NONE without looking at anything, and one such poll
-// taken without a call: for a run loop that steps through them in one go.
+// taken without a call (PASSES of them): for a run loop that steps through them in one go.
 uint32_t Dbg_QuietPolls();
-void Dbg_SkipQuietPoll();
+void Dbg_SkipQuietPolls(uint32_t passes);
 void Dbg_Message(const char* text);
 void Dbg_DrawMessageLine(int row);
 void Dbg_DrawMessages();

@@ -62,6 +62,10 @@ void Z80_Init(Z80_State* state, CPC_Machine* machine);
 void Z80_Reset(Z80_State* state);
 void Z80_Step(Z80_State* state);
 void Z80_StepInstruction(Z80_State* state);
+// Whole instructions as Z80_StepInstruction runs them, one after another while the
+// processor runs: at least one, at most COUNT, and none more once the devices' time has
+// reached DEVICE_TIME_END. Returns how many ran.
+uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTimeEnd);
 void Z80_SetStopReason(Z80_State* state, uint8_t reason);
 void Z80_WriteMem(Z80_State* state, uint16_t address, uint8_t value);
 
