@@ -75,6 +75,9 @@ bool Z80_BitOperation(Z80_State* state, unsigned operation, unsigned selector, u
 
 // --- Instruction groups ---------------------------------------------------------------
 void Z80_SetPrefix(Z80_State* state, uint8_t byte);
+// After an instruction has handed its time to the devices: takes interrupts while
+// enabled, from the machine's ACKNOWLEDGE result on.
+void Z80_TakeInterrupts(Z80_State* state, uint8_t acknowledge);
 void Z80_Step_Regular(Z80_State* state, uint8_t opcode);
 void Z80_Step_CB(Z80_State* state, uint8_t opcode);
 void Z80_Step_ED(Z80_State* state, uint8_t opcode);

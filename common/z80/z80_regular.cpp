@@ -1,4 +1,5 @@
-// The unprefixed instructions. One switch on the opcode; opcode families share a case
+// The unprefixed instructions, and the loop that runs whole instructions one after
+// another with them inlined. One switch on the opcode; opcode families share a case
 // and take their registers, pairs and conditions from the operand fields. A case that
 // ends with break gets its time from kZ80RegularTime after the switch; a case that
 // hands its time to a shared operation returns instead.
@@ -52,9 +53,9 @@ void Halt(Z80_State* state) {
     }
 }
 
-}  // namespace
-
-void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
+// The unprefixed instruction of OPCODE, written once for the step's dispatch and for the
+// loop of Z80_RunInstructions, into which it is inlined.
+inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, uint8_t opcode) {
     switch (opcode) {
         case 0x00: break;  // NOP
 
@@ -328,4 +329,79 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
             return;
     }
     state->time += kZ80RegularTime[opcode];
+}
+
+// The prefix bit a byte sets as the first byte of an instruction, 0 for other bytes.
+uint8_t PrefixBit(uint8_t byte) {
+    switch (byte) {
+        case 0xCB: return Z80_PREFIX_CB;
+        case 0xDD: return Z80_PREFIX_DD;
+        case 0xED: return Z80_PREFIX_ED;
+        case 0xFD: return Z80_PREFIX_FD;
+        default: return 0;
+    }
+}
+
+}  // namespace
+
+void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
+    RegularInstruction(state, opcode);
+}
+
+uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTimeEnd) {
+    // The steps of Z80_StepInstruction with what most instructions never need taken out
+    // of the loop: HALT, prefix chains and the reset trace go through the general step,
+    // breakpoints are not checked (the caller sets none). The machine's operations do
+    // not change while it runs.
+    const CPC_Machine* machine = state->machine;
+    void (*const update)(uint8_t) = machine->Update;
+    uint8_t (*const intAck)() = machine->IntAck;
+    state->stopReason = Z80_STOP_NONE;
+    uint32_t done = 0;
+    for (;;) {
+        const uint16_t pc = state->PC;
+        const uint8_t byte = Z80_ReadMem(state, pc);
+        const uint8_t prefix = PrefixBit(byte);
+        const uint8_t next = Z80_ReadMem(state, static_cast<uint16_t>(pc + 1));
+        // Prefix chains (DD CB, and those that drop a prefix) take the general step.
+        const bool chained = prefix != 0 && prefix != Z80_PREFIX_CB && PrefixBit(next) != 0;
+        if (state->halted || pc == 0 || chained) {
+            Z80_StepInstruction(state);
+        } else {
+            state->startPC = pc;
+            state->intExtra = 1;
+            if (prefix != 0) Z80_CountR(state);  // the prefix's own step
+            const uint8_t notedR = state->R;
+            const uint32_t notedTime = state->time;
+            Z80_CountR(state);
+            if (prefix == 0) {
+                state->PC = static_cast<uint16_t>(pc + 1);
+                RegularInstruction(state, byte);
+            } else {
+                state->PC = static_cast<uint16_t>(pc + 2);
+                state->prefix = prefix;
+                if (prefix == Z80_PREFIX_CB)
+                    Z80_Step_CB(state, next);
+                else if (prefix == Z80_PREFIX_ED)
+                    Z80_Step_ED(state, next);
+                else
+                    Z80_Step_DD_FD(state, next);
+                state->prefix = 0;
+            }
+            if (state->IFF1 > 1) --state->IFF1;
+            update(static_cast<uint8_t>(state->time - notedTime));
+            if (state->IFF1 == 1) {
+                uint8_t acknowledge = intAck();
+                if (acknowledge != 0) Z80_TakeInterrupts(state, acknowledge);
+            }
+            if (state->stopReason != Z80_STOP_NONE) {
+                if (state->stopReason == Z80_STOP_UNKNOWN_INSTRUCTION) {
+                    state->PC = state->startPC;
+                    state->R = notedR;
+                }
+                state->running = 0;
+            }
+        }
+        if (++done == count || !state->running || machine->deviceTime >= deviceTimeEnd) return done;
+    }
 }

@@ -31,17 +31,6 @@ bool IsPrefixByte(uint8_t byte) {
     return byte == kByteDD || byte == kByteFD || byte == kByteED || byte == kByteCB;
 }
 
-// The prefix bit a byte sets as the first byte of an instruction, 0 for other bytes.
-uint8_t PrefixBit(uint8_t byte) {
-    switch (byte) {
-        case kByteCB: return Z80_PREFIX_CB;
-        case kByteDD: return Z80_PREFIX_DD;
-        case kByteED: return Z80_PREFIX_ED;
-        case kByteFD: return Z80_PREFIX_FD;
-        default: return 0;
-    }
-}
-
 // Accepts a maskable interrupt. Returns false when nothing was taken (IM 0).
 bool AcceptInterrupt(Z80_State* state) {
     if (state->IM != 1 && state->IM != 2) {
@@ -62,9 +51,9 @@ bool AcceptInterrupt(Z80_State* state) {
     return true;
 }
 
-// Takes interrupts while enabled, starting from the acknowledge result of the machine
-// after the devices have had their time.
-__attribute__((noinline)) void TakeInterrupts(Z80_State* state, uint8_t acknowledge) {
+}  // namespace
+
+void Z80_TakeInterrupts(Z80_State* state, uint8_t acknowledge) {
     for (;;) {
         if (acknowledge == 0) return;
         if (acknowledge != kMaskableInterrupt) {
@@ -81,10 +70,12 @@ __attribute__((noinline)) void TakeInterrupts(Z80_State* state, uint8_t acknowle
     }
 }
 
+namespace {
+
 // Hands the time since notedTime to the devices and takes interrupts while enabled.
 void HandOnTime(Z80_State* state, uint32_t notedTime) {
     state->machine->Update(static_cast<uint8_t>(state->time - notedTime));
-    if (state->IFF1 == 1) TakeInterrupts(state, state->machine->IntAck());
+    if (state->IFF1 == 1) Z80_TakeInterrupts(state, state->machine->IntAck());
 }
 
 void Dispatch(Z80_State* state, uint8_t byte) {
@@ -222,62 +213,6 @@ void Z80_StepInstruction(Z80_State* state) {
     do {
         StepOnce(state);
     } while (state->prefix != 0);
-}
-
-uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTimeEnd) {
-    // The steps of Z80_StepInstruction, with what most instructions never need taken out
-    // of the loop: prefixes, HALT, the reset trace and breakpoints (the caller sets none)
-    // go through the general step. The machine's operations do not change while it runs.
-    const CPC_Machine* machine = state->machine;
-    void (*const update)(uint8_t) = machine->Update;
-    uint8_t (*const intAck)() = machine->IntAck;
-    state->stopReason = Z80_STOP_NONE;
-    uint32_t done = 0;
-    for (;;) {
-        const uint16_t pc = state->PC;
-        const uint8_t byte = Z80_ReadMem(state, pc);
-        const uint8_t prefix = PrefixBit(byte);
-        const uint8_t next = Z80_ReadMem(state, static_cast<uint16_t>(pc + 1));
-        if (state->halted || pc == 0 || (prefix & kPrefixIndexed && IsPrefixByte(next)) ||
-            (prefix == Z80_PREFIX_ED && IsPrefixByte(next))) {
-            Z80_StepInstruction(state);
-        } else {
-            state->startPC = pc;
-            state->intExtra = 1;
-            if (prefix != 0) Z80_CountR(state);  // the prefix's own step
-            const uint8_t notedR = state->R;
-            const uint32_t notedTime = state->time;
-            Z80_CountR(state);
-            if (prefix == 0) {
-                state->PC = static_cast<uint16_t>(pc + 1);
-                Z80_Step_Regular(state, byte);
-            } else {
-                state->PC = static_cast<uint16_t>(pc + 2);
-                state->prefix = prefix;
-                if (prefix == Z80_PREFIX_CB)
-                    Z80_Step_CB(state, next);
-                else if (prefix == Z80_PREFIX_ED)
-                    Z80_Step_ED(state, next);
-                else
-                    Z80_Step_DD_FD(state, next);
-                state->prefix = 0;
-            }
-            if (state->IFF1 > 1) --state->IFF1;
-            update(static_cast<uint8_t>(state->time - notedTime));
-            if (state->IFF1 == 1) {
-                uint8_t acknowledge = intAck();
-                if (acknowledge != 0) TakeInterrupts(state, acknowledge);
-            }
-            if (state->stopReason != Z80_STOP_NONE) {
-                if (state->stopReason == Z80_STOP_UNKNOWN_INSTRUCTION) {
-                    state->PC = state->startPC;
-                    state->R = notedR;
-                }
-                state->running = 0;
-            }
-        }
-        if (++done == count || !state->running || machine->deviceTime >= deviceTimeEnd) return done;
-    }
 }
 
 void Z80_SetStopReason(Z80_State* state, uint8_t reason) {

@@ -7,35 +7,47 @@
 
 FlatMachine g_Flat;
 
+namespace {
+CPC_Machine g_flatRecord;
+}
+
 CPC_Machine* FlatMachine_Create() {
-    static CPC_Machine record;
     std::memset(g_Flat.memory, 0, sizeof g_Flat.memory);
     g_Flat.portValue = 0xFF;
     g_Flat.writes.clear();
     g_Flat.reads.clear();
     g_Flat.portUpdatedAt = g_Flat.updatedMicroseconds = 0;
     g_Flat.interruptPending = false;
+    g_Flat.interruptEvery = 0;
+    g_flatRecord.deviceTime = 0;
     g_Flat.resets = g_Flat.retis = 0;
-    record.ReadMem = [](uint16_t address) { return g_Flat.memory[address]; };
-    record.WriteMem = [](uint16_t address, uint8_t value) { g_Flat.memory[address] = value; };
-    record.In = [](uint16_t port) {
+    g_flatRecord.ReadMem = [](uint16_t address) { return g_Flat.memory[address]; };
+    g_flatRecord.WriteMem = [](uint16_t address, uint8_t value) { g_Flat.memory[address] = value; };
+    g_flatRecord.In = [](uint16_t port) {
         g_Flat.reads.push_back(port);
         g_Flat.portUpdatedAt = g_Flat.updatedMicroseconds;
         return g_Flat.portValue;
     };
-    record.Out = [](uint16_t port, uint8_t value) {
+    g_flatRecord.Out = [](uint16_t port, uint8_t value) {
         g_Flat.writes.push_back({port, value});
         g_Flat.portUpdatedAt = g_Flat.updatedMicroseconds;
     };
-    record.Update = [](uint8_t microseconds) { g_Flat.updatedMicroseconds += microseconds; };
-    record.IntAck = [] {
+    g_flatRecord.Update = [](uint8_t microseconds) {
+        uint32_t every = g_Flat.interruptEvery;
+        uint32_t before = g_Flat.updatedMicroseconds;
+        g_Flat.updatedMicroseconds += microseconds;
+        g_flatRecord.deviceTime += microseconds;
+        if (every != 0 && before / every != g_Flat.updatedMicroseconds / every)
+            g_Flat.interruptPending = true;
+    };
+    g_flatRecord.IntAck = [] {
         return static_cast<uint8_t>(std::exchange(g_Flat.interruptPending, false));
     };
-    record.Reset = [] { g_Flat.resets++; };
-    record.RetI = [] { g_Flat.retis++; };
-    record.MemAccess = [](uint8_t, void*) {};
-    for (int page = 0; page < 4; ++page) record.readMap[page] = g_Flat.memory + page * 0x4000;
-    return &record;
+    g_flatRecord.Reset = [] { g_Flat.resets++; };
+    g_flatRecord.RetI = [] { g_Flat.retis++; };
+    g_flatRecord.MemAccess = [](uint8_t, void*) {};
+    for (int page = 0; page < 4; ++page) g_flatRecord.readMap[page] = g_Flat.memory + page * 0x4000;
+    return &g_flatRecord;
 }
 
 void FlatMachine_ResetProcessor(Z80_State* state) {

@@ -1,7 +1,7 @@
 #pragma once
 // A machine of 64 KB flat RAM for running the processor on its own. Port accesses are
 // recorded, with the device time handed on before the last one; the interrupt line is a
-// flag.
+// flag, raised by a test or by the passing device time. Update counts deviceTime too.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -22,6 +22,7 @@ struct FlatMachine {
     uint32_t portUpdatedAt;        // updatedMicroseconds at the last IN or OUT
     uint32_t updatedMicroseconds;  // sum of all Update calls
     bool interruptPending;         // raised by a test, cleared on acknowledge
+    uint32_t interruptEvery;       // when not 0, Update raises it every this many microseconds
     int resets;
     int retis;
 };
