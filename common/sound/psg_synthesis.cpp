@@ -192,18 +192,27 @@ void PSG_ApplyQuietTime() {
     if (s.noisePeriod != 0) s.noiseCounter = static_cast<uint16_t>(s.noiseCounter - pending);
 }
 
+namespace {
+
+// The call that reaches an event: the held-back time first, then this call's.
+__attribute__((noinline)) void ReachEvent(PSG_SoundState& s, uint8_t elapsed) {
+    PSG_ApplyQuietTime();
+    AdvanceCounters(s, elapsed);
+    s.quietLimit = QuietTime(s);
+}
+
+}  // namespace
+
 // Most calls fall where no counter runs out; their time is only added up, and counted
 // all at once before the next call that reaches an event. Out of line, so that the
-// machine's per-step update stays small enough to be inlined.
+// machine's per-step update stays small enough to be inlined; the rare paths are calls
+// of their own, so that the common one saves no registers.
 __attribute__((noinline)) void PSG_UpdateSound(uint8_t elapsed) {
     PSG_SoundState& s = g_PsgSound;
     uint32_t pending = s.quietPending + elapsed;
-    if (pending <= s.quietLimit) {
+    if (pending <= s.quietLimit)
         s.quietPending = pending;
-    } else {
-        PSG_ApplyQuietTime();
-        AdvanceCounters(s, elapsed);
-        s.quietLimit = QuietTime(s);
-    }
+    else
+        ReachEvent(s, elapsed);
     AccumulateFrames(s, elapsed);
 }
