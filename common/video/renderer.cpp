@@ -126,19 +126,25 @@ inline uint64_t DecodeByte(uint8_t byte, uint8_t mode, const uint8_t* inks) {
 
 // Decoded screen bytes for the mode and pen inks of the last use. An entry is good while
 // its stamp is the current one; a change of mode or of any pen ink moves the stamp on,
-// so entries are decoded again as bytes come up, however often the inks change.
+// so entries are decoded again as bytes come up, however often the inks change. Inks
+// that stay for a few draws get the whole table, and runs of bytes skip the stamp.
 struct DecodedByte {
     uint64_t pixels;
     uint32_t stamp;
 };
 DecodedByte g_decoded[256];
 uint32_t g_decodeStamp = 1;
+uint32_t g_decodedCount = 0;   // entries good under the current stamp
+uint32_t g_drawsSinceKey = 0;  // lines or runs of characters drawn under the stamp
+constexpr uint32_t kDrawsBeforeWholeTable = 32;
 uint8_t g_decodeMode = 0xFF;  // none yet
 uint8_t g_decodeInks[16];
 
 __attribute__((noinline)) void ChangeDecodeKey(uint8_t mode, const uint8_t* inks) {
     g_decodeMode = mode;
     std::memcpy(g_decodeInks, inks, sizeof g_decodeInks);
+    g_decodedCount = 0;
+    g_drawsSinceKey = 0;
     if (++g_decodeStamp == 0) {  // after a wrap no old entry may pass for a new one
         for (DecodedByte& entry : g_decoded) entry.stamp = 0;
         g_decodeStamp = 1;
@@ -155,6 +161,7 @@ __attribute__((noinline)) uint64_t DecodeIntoTable(uint8_t byte, uint8_t mode,
     DecodedByte& entry = g_decoded[byte];
     entry.pixels = DecodeByte(byte, mode, inks);
     entry.stamp = g_decodeStamp;
+    ++g_decodedCount;
     return entry.pixels;
 }
 
@@ -162,6 +169,17 @@ __attribute__((noinline)) uint64_t DecodeIntoTable(uint8_t byte, uint8_t mode,
 inline uint64_t Decoded(uint8_t byte, uint8_t mode, const uint8_t* inks) {
     const DecodedByte& entry = g_decoded[byte];
     return entry.stamp == g_decodeStamp ? entry.pixels : DecodeIntoTable(byte, mode, inks);
+}
+
+__attribute__((noinline)) void CompleteDecodeTable(uint8_t mode, const uint8_t* inks) {
+    for (unsigned byte = 0; byte < 256; ++byte) Decoded(static_cast<uint8_t>(byte), mode, inks);
+}
+
+// After UseDecodeKey, for a draw of several bytes: true when the whole table is good.
+inline bool WholeDecodeTable(uint8_t mode, const uint8_t* inks) {
+    if (g_decodedCount != 256 && ++g_drawsSinceKey == kDrawsBeforeWholeTable)
+        CompleteDecodeTable(mode, inks);
+    return g_decodedCount == 256;
 }
 
 inline int32_t LineStartX() {
@@ -214,7 +232,9 @@ __attribute__((noinline)) LineCursor DrawCharAtEdge(LineCursor line, const uint8
 
 // One character of video RAM (none for border) at the cursor, by the pixel output rule;
 // UseDecodeKey has been given mode and inks. The usual cases cost least: a character
-// wholly left of the row drops its pixels, one wholly on the row is stored whole.
+// wholly left of the row drops its pixels, one wholly on the row is stored whole; with
+// the whole table good, its bytes are looked up without the stamp.
+template <bool kWholeTable = false>
 inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode,
                        const uint8_t* inks) {
     int32_t x = line.x;
@@ -234,8 +254,10 @@ inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode
     if (!videoBytes) {
         std::memset(dest, inks[kBorderInk], 16);
     } else {
-        StorePixels(dest, Decoded(videoBytes[0], mode, inks));
-        StorePixels(dest + 8, Decoded(videoBytes[1], mode, inks));
+        StorePixels(dest, kWholeTable ? g_decoded[videoBytes[0]].pixels
+                                      : Decoded(videoBytes[0], mode, inks));
+        StorePixels(dest + 8, kWholeTable ? g_decoded[videoBytes[1]].pixels
+                                          : Decoded(videoBytes[1], mode, inks));
     }
     line.dest = dest + 16;
     line.x = x + 16;
@@ -307,9 +329,16 @@ void PAL_DrawChars(const uint8_t* ramBlock, uint16_t byteOffset, int count) {
     LineCursor line = g_renderer.line;  // local, so that the pixel stores cannot alias it
     if (ramBlock) {
         UseDecodeKey(mode, inks);
-        for (int i = 0; i < count; ++i) {
-            DrawCharAt(line, ramBlock + byteOffset, mode, inks);
-            byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+        if (WholeDecodeTable(mode, inks)) {
+            for (int i = 0; i < count; ++i) {
+                DrawCharAt<true>(line, ramBlock + byteOffset, mode, inks);
+                byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+            }
+        } else {
+            for (int i = 0; i < count; ++i) {
+                DrawCharAt(line, ramBlock + byteOffset, mode, inks);
+                byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+            }
         }
     } else {
         for (int i = 0; i < count; ++i) DrawCharAt(line, nullptr, mode, inks);
@@ -354,6 +383,7 @@ void PAL_DrawLine(const uint8_t* ramBlock, uint16_t address, uint16_t monitorLin
 
     mode &= 3;
     UseDecodeKey(mode, inks);
+    const bool wholeTable = WholeDecodeTable(mode, inks);
     uint16_t index = address & kLineByteMask;
     const uint8_t* data = ramBlock + (address & 0x3800);  // stays inside the 16 KB block
     LineCursor cursor{LineStartX(), row, row + PAL_SCREEN_WIDTH};
@@ -391,9 +421,17 @@ void PAL_DrawLine(const uint8_t* ramBlock, uint16_t address, uint16_t monitorLin
             --count;
             continue;
         }
-        for (uint32_t i = 0; i < whole; ++i) {
-            StorePixels(cursor.dest + 8 * i, Decoded(data[index], mode, inks));
-            index = (index + 1) & kLineByteMask;
+        if (wholeTable && index + whole <= kLineByteMask + 1u) {
+            // The usual line: the bytes lie in a row and every one is decoded already.
+            const uint8_t* bytes = data + index;
+            for (uint32_t i = 0; i < whole; ++i)
+                StorePixels(cursor.dest + 8 * i, g_decoded[bytes[i]].pixels);
+            index = static_cast<uint16_t>((index + whole) & kLineByteMask);
+        } else {
+            for (uint32_t i = 0; i < whole; ++i) {
+                StorePixels(cursor.dest + 8 * i, Decoded(data[index], mode, inks));
+                index = (index + 1) & kLineByteMask;
+            }
         }
         cursor.dest += 8 * whole;
         cursor.x += static_cast<int32_t>(8 * whole);
