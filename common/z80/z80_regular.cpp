@@ -332,14 +332,18 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
 }
 
 // The prefix bit a byte sets as the first byte of an instruction, 0 for other bytes.
-uint8_t PrefixBit(uint8_t byte) {
-    switch (byte) {
-        case 0xCB: return Z80_PREFIX_CB;
-        case 0xDD: return Z80_PREFIX_DD;
-        case 0xED: return Z80_PREFIX_ED;
-        case 0xFD: return Z80_PREFIX_FD;
-        default: return 0;
+struct PrefixBits {
+    uint8_t bit[256] = {};
+    constexpr PrefixBits() {
+        bit[0xCB] = Z80_PREFIX_CB;
+        bit[0xDD] = Z80_PREFIX_DD;
+        bit[0xED] = Z80_PREFIX_ED;
+        bit[0xFD] = Z80_PREFIX_FD;
     }
+};
+constexpr PrefixBits kPrefixBits;
+inline uint8_t PrefixBit(uint8_t byte) {
+    return kPrefixBits.bit[byte];
 }
 
 }  // namespace
