@@ -263,6 +263,43 @@ inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode
     line.x = x + 16;
 }
 
+// Characters from the cursor on that land wholly on the row, at most count.
+inline int CharsFullyShown(const LineCursor& line, int count) {
+    if (line.x < -1) return 0;
+    int byRow = (PAL_SCREEN_WIDTH - 1 - line.x) / 16;
+    int byBuffer = static_cast<int>((line.end - line.dest) / 16);
+    return std::max(0, std::min({count, byRow, byBuffer}));
+}
+
+// count characters of video RAM from byteOffset on; those wholly on the row go in
+// without a test each.
+template <bool kWholeTable>
+void DrawCharRun(LineCursor& line, const uint8_t* ramBlock, uint16_t byteOffset, int count,
+                 uint8_t mode, const uint8_t* inks) {
+    while (count > 0) {
+        int fit = CharsFullyShown(line, count);
+        if (fit == 0) {
+            DrawCharAt<kWholeTable>(line, ramBlock + byteOffset, mode, inks);
+            byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+            --count;
+            continue;
+        }
+        uint8_t* dest = line.dest;
+        for (int i = 0; i < fit; ++i) {
+            const uint8_t* bytes = ramBlock + byteOffset;
+            StorePixels(dest,
+                        kWholeTable ? g_decoded[bytes[0]].pixels : Decoded(bytes[0], mode, inks));
+            StorePixels(dest + 8,
+                        kWholeTable ? g_decoded[bytes[1]].pixels : Decoded(bytes[1], mode, inks));
+            dest += 16;
+            byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+        }
+        line.dest = dest;
+        line.x += 16 * fit;
+        count -= fit;
+    }
+}
+
 void MeasureSpeed() {
     const Z80_State* processor = g_Machine.processor;
     uint32_t now = processor ? processor->time : 0;
@@ -329,19 +366,23 @@ void PAL_DrawChars(const uint8_t* ramBlock, uint16_t byteOffset, int count) {
     LineCursor line = g_renderer.line;  // local, so that the pixel stores cannot alias it
     if (ramBlock) {
         UseDecodeKey(mode, inks);
-        if (WholeDecodeTable(mode, inks)) {
-            for (int i = 0; i < count; ++i) {
-                DrawCharAt<true>(line, ramBlock + byteOffset, mode, inks);
-                byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
-            }
-        } else {
-            for (int i = 0; i < count; ++i) {
-                DrawCharAt(line, ramBlock + byteOffset, mode, inks);
-                byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
-            }
-        }
+        if (WholeDecodeTable(mode, inks))
+            DrawCharRun<true>(line, ramBlock, byteOffset, count, mode, inks);
+        else
+            DrawCharRun<false>(line, ramBlock, byteOffset, count, mode, inks);
     } else {
-        for (int i = 0; i < count; ++i) DrawCharAt(line, nullptr, mode, inks);
+        while (count > 0) {
+            int fit = CharsFullyShown(line, count);
+            if (fit == 0) {
+                DrawCharAt(line, nullptr, mode, inks);
+                --count;
+                continue;
+            }
+            std::memset(line.dest, inks[kBorderInk], 16 * static_cast<size_t>(fit));
+            line.dest += 16 * fit;
+            line.x += 16 * fit;
+            count -= fit;
+        }
     }
     // Field by field: a whole-record copy would read back the parts just written.
     g_renderer.line.x = line.x;
