@@ -355,11 +355,8 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
 uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTimeEnd) {
     // The steps of Z80_StepInstruction with what most instructions never need taken out
     // of the loop: HALT, prefix chains and the reset trace go through the general step,
-    // breakpoints are not checked (the caller sets none). The machine's operations do
-    // not change while it runs.
+    // breakpoints are not checked (the caller sets none).
     const CPC_Machine* machine = state->machine;
-    void (*const update)(uint8_t) = machine->Update;
-    uint8_t (*const intAck)() = machine->IntAck;
     state->stopReason = Z80_STOP_NONE;
     uint32_t done = 0;
     for (;;) {
@@ -393,9 +390,9 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 state->prefix = 0;
             }
             if (state->IFF1 > 1) --state->IFF1;
-            update(static_cast<uint8_t>(state->time - notedTime));
+            machine->Update(static_cast<uint8_t>(state->time - notedTime));
             if (state->IFF1 == 1) {
-                uint8_t acknowledge = intAck();
+                uint8_t acknowledge = machine->IntAck();
                 if (acknowledge != 0) Z80_TakeInterrupts(state, acknowledge);
             }
             if (state->stopReason != Z80_STOP_NONE) {
