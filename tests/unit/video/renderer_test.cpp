@@ -191,3 +191,47 @@ TEST_F(Renderer, FastLinePlacesBordersAroundTheScreenBytes) {
     PAL_DrawLine(block, 0x1000, 276, 2);
     EXPECT_TRUE(AllBlack(Row(4), frame_.data() + frame_.size()));
 }
+
+// Once a mode and its inks have lasted a few draws, lines and runs of characters read the
+// whole decode table directly: they must land as those drawn through the table's stamps
+// did, a line still wrapping within its 2 KB block, and a new ink must show at once.
+TEST_F(Renderer, WholeDecodeTableKeepsTheRules) {
+    uint8_t* block = g_Machine.baseRam[3];
+    for (int i = 0; i < 0x800; ++i) block[0x800 + i] = static_cast<uint8_t>(i);
+    g_Machine.ga.penInks[5] = 1;  // inks no other test uses: the table starts afresh
+    g_Machine.horizontalOffset = 0;
+    FastGeometry(40, -2, 0);
+    // Bytes 0x7F4 to 0x7FF, then 0 onwards.
+    auto drawLine = [block](int row) {
+        PAL_DrawLine(block, 0x0800 + 0x7F0, static_cast<uint16_t>(PAL_FIRST_SHOWN_LINE + row), 1);
+    };
+    drawLine(0);
+    for (int i = 0; i < 40; ++i) drawLine(1);
+    EXPECT_TRUE(std::equal(Row(0), Row(1), Row(1)));
+
+    // Under a new ink, runs of characters from left of the row to past its right edge
+    // land as the same characters drawn one at a time do.
+    g_Machine.ga.penInks[2] = 7;
+    auto beginRow = [](int row) {
+        g_Machine.horizontalOffset = -2;
+        g_Machine.crtc.ML = static_cast<uint16_t>(PAL_FIRST_SHOWN_LINE + row);
+        g_Machine.crtc.currentMode = 1;
+        PAL_BeginLine();
+    };
+    // The first run after the change, the per-character rule, then runs from the whole
+    // table.
+    beginRow(3);
+    PAL_DrawChars(block, 0x0804, 60);
+    beginRow(4);
+    for (int k = 0; k < 60; ++k) PAL_DrawChar(block + 0x0804 + 2 * k);
+    for (int run = 0; run < 40; ++run) {
+        beginRow(5);
+        PAL_DrawChars(block, 0x0804, 60);
+    }
+    EXPECT_TRUE(std::equal(Row(3), Row(4), Row(4)));
+    EXPECT_TRUE(std::equal(Row(5), Row(6), Row(4)));
+    EXPECT_EQ(Row(3)[0], 7);  // the last pixel of the second character: pen 2
+    drawLine(2);
+    EXPECT_GT(Count(2, 0, PAL_SCREEN_WIDTH, 7), 0);
+    EXPECT_EQ(Count(2, 0, PAL_SCREEN_WIDTH, 7), Count(1, 0, PAL_SCREEN_WIDTH, kInkOfPen0 + 2));
+}
