@@ -363,10 +363,14 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
         const uint16_t pc = state->PC;
         const uint8_t byte = Z80_ReadMem(state, pc);
         const uint8_t prefix = PrefixBit(byte);
-        const uint8_t next = Z80_ReadMem(state, static_cast<uint16_t>(pc + 1));
-        // Prefix chains (DD CB, and those that drop a prefix) take the general step.
-        const bool chained = prefix != 0 && prefix != Z80_PREFIX_CB && PrefixBit(next) != 0;
-        if (state->halted || pc == 0 || chained) {
+        bool general = state->halted || pc == 0;
+        uint8_t next = 0;
+        if (prefix != 0) {
+            next = Z80_ReadMem(state, static_cast<uint16_t>(pc + 1));
+            // Prefix chains (DD CB, and those that drop a prefix) take the general step.
+            general = general || (prefix != Z80_PREFIX_CB && PrefixBit(next) != 0);
+        }
+        if (general) {
             Z80_StepInstruction(state);
         } else {
             state->startPC = pc;
