@@ -113,6 +113,8 @@ void CPC_StopOnUnsupportedPort() {
 
 uint8_t CPC_IntAck() {
     if (g_Machine.ga.intPending == 0) return 0;
+    // The video may be behind across HSYNC ends that count lines.
+    CPC_CatchUpVideo();
     g_Machine.ga.intPending = 0;
     // Keeps the next interrupt at least 32 lines away from this one.
     g_Machine.ga.intLineCounter &= static_cast<uint8_t>(~0x20);

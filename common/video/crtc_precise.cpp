@@ -117,22 +117,51 @@ inline void TickQuietCharacters(CRTC_State& c, unsigned count) {
     c.hccAtR0 = c.HCC == c.R[0];
 }
 
+// New lines the CRTC may start while behind the processor: those within the character
+// row (no VSYNC can start there, the row's RAM page stays), before a VSYNC or frame end
+// counts down to its end. None when HSYNCs are too short for the Gate Array, whose traces
+// must keep their place, or when the line is out of the ordinary.
+unsigned LinesBehindAllowed(const CRTC_State& c) {
+    if (c.R[0] == 0xFF || c.HCC > c.R[0] || (c.R[3] & 15u) < 2) return 0;
+    if ((c.status & CRTC_STATUS_VADJUST) || c.lastRaster) return 0;
+    unsigned lines = c.R[9] > c.RA ? c.R[9] - c.RA : 1u;
+    if (c.vsyncCountdown) lines = std::min(lines, c.vsyncCountdown - 1u);
+    if (c.frameEndCountdown) lines = std::min(lines, c.frameEndCountdown - 1u);
+    if ((c.status & CRTC_STATUS_VDISPLAY) && c.R[1] &&
+        g_Machine.baseRam[(c.lineStartMA >> 12) & 3] != c.ramBlock)
+        return 0;
+    return lines;
+}
+
 // How long the CRTC may run behind the processor: as long as nothing it does could be
-// seen before it catches up. The processor sees a new line (VSYNC on port B, the frame
-// end), the end of an HSYNC (the Gate Array's interrupt counter) and the RAM page it
-// draws from, which changes only when MA crosses a 4K boundary; traces of an HSYNC too
-// short for the Gate Array must keep their place among the processor's. Drawing, the
-// display end, MA's 1 KB blocks and the Gate Array's delays only change the picture.
-// Ports, writes to that page and a reset catch it up.
+// seen before it catches up. The processor sees VSYNC on port B, the frame end, the
+// Gate Array's interrupts (an HSYNC end that brings its counter to the interrupt) and
+// the RAM page it draws from, which changes only when MA crosses a 4K boundary or a new
+// character row begins; traces of an HSYNC too short for the Gate Array must keep their
+// place among the processor's. Drawing, the display end, MA's 1 KB blocks, the lines of
+// a row and the Gate Array's delays only change the picture. Ports, writes to that page,
+// an interrupt acknowledge and a reset catch it up.
 unsigned RunBehindLimit(const CRTC_State& c) {
     unsigned limit = 1023;
     auto bound = [&limit](unsigned steps) { limit = steps < limit ? steps : limit; };
-    if (c.R[0] != 0xFF) bound((c.R[0] - c.HCC) & 0xFFu);
+    const unsigned lines = LinesBehindAllowed(c);
+    const unsigned lineLength = c.R[0] + 1u;
+    // HSYNC ends that leave the interrupt counter short of an interrupt.
+    unsigned hsyncEnds = 0;
+    if (lines && !c.gaVsyncDelay && g_Machine.ga.intLineCounter < GA_INTERRUPT_LINES - 1)
+        hsyncEnds = GA_INTERRUPT_LINES - 1u - g_Machine.ga.intLineCounter;
+    if (c.R[0] != 0xFF) bound(((c.R[0] - c.HCC) & 0xFFu) + lines * lineLength);
+    unsigned width = c.R[3] & 15u;
     if (c.hsyncCountdown) {
+        // The next HSYNC may start in this very line, after this one ends.
         bound(c.hsyncCountdown - 1u);
+    } else if (lines) {
+        // HSYNC starts when HCC reaches R2, in this line or the next, and then once a
+        // line (less often when it lasts longer than a line).
+        unsigned toStart = c.HCC < c.R[2] ? c.R[2] - c.HCC : lineLength - c.HCC + c.R[2];
+        bound(toStart + width - 1 + hsyncEnds * lineLength);
     } else {
         unsigned toStart = (c.R[2] - c.HCC) & 0xFFu;
-        unsigned width = c.R[3] & 15u;
         bound(width >= 2 ? toStart + width - 1 : (toStart ? toStart - 1 : 0));
     }
     bound(0xFFFu - (c.MA & 0xFFFu));

@@ -15,7 +15,6 @@ const char* const kRegisterNames[CRTC_REGISTER_COUNT] = {
 };
 
 constexpr uint8_t kFirstReadableRegister = 12;
-constexpr uint8_t kGaInterruptLines = 52;
 
 const uint8_t kRegisterMasks[CRTC_REGISTER_COUNT] = {
     0xFF, 0xFF, 0xFF, 0x7F, 0x7F, 0x1F, 0x7F, 0x7F, 0x03,
@@ -80,7 +79,7 @@ bool GA_StepLineCounter() {
         interrupt = (ga.intLineCounter & 0x20) != 0;
         ga.intLineCounter = 0;
     }
-    if (ga.intLineCounter == kGaInterruptLines) {
+    if (ga.intLineCounter == GA_INTERRUPT_LINES) {
         ga.intLineCounter = 0;
         interrupt = true;
     }

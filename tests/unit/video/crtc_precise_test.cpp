@@ -367,8 +367,8 @@ TEST_F(VideoTest, TicksOfAnyLengthAndAVideoBehindGiveWhatSingleMicrosecondsGive)
             uint8_t value = static_cast<uint8_t>(pick[1] + (next() & pick[2]));
             // The register, the mode and an ink change at some point within the round, and
             // the processor's acknowledge after every step, as between instructions.
-            // A video behind still starts each line and ends each HSYNC on time: after
-            // every step, a hash of the line count, the interrupt counter and port B.
+            // A video behind still raises interrupts and changes VSYNC on time: after
+            // every step, a hash of port B and the acknowledge.
             uint32_t onTime = 0;
             uint32_t length = next() * 4u + 1;
             uint32_t changeAt = changes ? next() * 4u % length : length;
@@ -399,8 +399,7 @@ TEST_F(VideoTest, TicksOfAnyLengthAndAVideoBehindGiveWhatSingleMicrosecondsGive)
                     CPC_Update(static_cast<uint8_t>(step));
                 }
                 done += step;
-                onTime = onTime * 31 + g_Machine.crtc.SL + (g_Machine.ga.intLineCounter << 16) +
-                         (uint32_t{g_Machine.ppi.portB} << 24);
+                onTime = onTime * 31 + g_Machine.ppi.portB;
                 if (CPC_IntAck()) trail->push_back(done);
                 // Now and then the whole block the screen starts in is written anew.
                 if ((random(stepSeed) & 63) || !changes) continue;
