@@ -47,8 +47,8 @@ uint8_t Dbg_PollKeys(Z80_State* state);
 // For a pass of the run loop that executes nothing: the next poll looks at once, since no
 // running machine loses time to it. True when a key or a script line waits for it.
 bool Dbg_PrepareIdlePoll();
-// How many polls from now return DBG_NONE without looking at anything, and one such poll
-// taken without a call (PASSES of them): for a run loop that steps through them in one go.
+// How many polls from now return DBG_NONE without looking at anything, and PASSES such
+// polls taken without a call: for a run loop that steps through them in one go.
 uint32_t Dbg_QuietPolls();
 void Dbg_SkipQuietPolls(uint32_t passes);
 void Dbg_Message(const char* text);

@@ -76,8 +76,8 @@ uint8_t CRTC_RegisterMask(int index);
 // variant stores values unmasked and applies the mask here (masked true).
 uint8_t CRTC_ReadPort(const char* caller, uint8_t index, bool masked);
 
-// The Gate Array's interrupt line counter, one step per line: true when an interrupt is
-// due (every 52 lines, and at the end of the VSYNC delay if the counter had reached 32).
 // Lines the Gate Array counts from one interrupt to the next.
 constexpr uint8_t GA_INTERRUPT_LINES = 52;
+// The Gate Array's interrupt line counter, one step per line: true when an interrupt is
+// due (every 52 lines, and at the end of the VSYNC delay if the counter had reached 32).
 bool GA_StepLineCounter();

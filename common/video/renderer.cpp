@@ -232,9 +232,7 @@ __attribute__((noinline)) LineCursor DrawCharAtEdge(LineCursor line, const uint8
 
 // One character of video RAM (none for border) at the cursor, by the pixel output rule;
 // UseDecodeKey has been given mode and inks. The usual cases cost least: a character
-// wholly left of the row drops its pixels, one wholly on the row is stored whole; with
-// the whole table good, its bytes are looked up without the stamp.
-template <bool kWholeTable = false>
+// wholly left of the row drops its pixels, one wholly on the row is stored whole.
 inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode,
                        const uint8_t* inks) {
     int32_t x = line.x;
@@ -254,10 +252,8 @@ inline void DrawCharAt(LineCursor& line, const uint8_t* videoBytes, uint8_t mode
     if (!videoBytes) {
         std::memset(dest, inks[kBorderInk], 16);
     } else {
-        StorePixels(dest, kWholeTable ? g_decoded[videoBytes[0]].pixels
-                                      : Decoded(videoBytes[0], mode, inks));
-        StorePixels(dest + 8, kWholeTable ? g_decoded[videoBytes[1]].pixels
-                                          : Decoded(videoBytes[1], mode, inks));
+        StorePixels(dest, Decoded(videoBytes[0], mode, inks));
+        StorePixels(dest + 8, Decoded(videoBytes[1], mode, inks));
     }
     line.dest = dest + 16;
     line.x = x + 16;
@@ -272,14 +268,15 @@ inline int CharsFullyShown(const LineCursor& line, int count) {
 }
 
 // count characters of video RAM from byteOffset on; those wholly on the row go in
-// without a test each.
+// without a test each (and, with the whole table good, without the stamp), the others by
+// the per-character rule.
 template <bool kWholeTable>
 void DrawCharRun(LineCursor& line, const uint8_t* ramBlock, uint16_t byteOffset, int count,
                  uint8_t mode, const uint8_t* inks) {
     while (count > 0) {
         int fit = CharsFullyShown(line, count);
         if (fit == 0) {
-            DrawCharAt<kWholeTable>(line, ramBlock + byteOffset, mode, inks);
+            DrawCharAt(line, ramBlock + byteOffset, mode, inks);
             byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
             --count;
             continue;

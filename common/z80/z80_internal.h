@@ -78,6 +78,15 @@ void Z80_SetPrefix(Z80_State* state, uint8_t byte);
 // After an instruction has handed its time to the devices: takes interrupts while
 // enabled, from the machine's ACKNOWLEDGE result on.
 void Z80_TakeInterrupts(Z80_State* state, uint8_t acknowledge);
+// A step that set a stop reason ends the run; an unknown instruction is shown,
+// prefixes included, as if it had not begun (R as it was when its opcode's step began).
+inline void Z80_EndRunOnStop(Z80_State* state, uint8_t notedR) {
+    if (state->stopReason == Z80_STOP_UNKNOWN_INSTRUCTION) {
+        state->PC = state->startPC;
+        state->R = notedR;
+    }
+    state->running = 0;
+}
 void Z80_Step_Regular(Z80_State* state, uint8_t opcode);
 void Z80_Step_CB(Z80_State* state, uint8_t opcode);
 void Z80_Step_ED(Z80_State* state, uint8_t opcode);

@@ -399,13 +399,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 uint8_t acknowledge = machine->IntAck();
                 if (acknowledge != 0) Z80_TakeInterrupts(state, acknowledge);
             }
-            if (state->stopReason != Z80_STOP_NONE) {
-                if (state->stopReason == Z80_STOP_UNKNOWN_INSTRUCTION) {
-                    state->PC = state->startPC;
-                    state->R = notedR;
-                }
-                state->running = 0;
-            }
+            if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
         }
         if (++done == count || !state->running || machine->deviceTime >= deviceTimeEnd) return done;
     }

@@ -163,10 +163,7 @@ void Z80_SetPrefix(Z80_State* state, uint8_t byte) {
              name);
 }
 
-namespace {
-
-// One step of Z80_Step, inlined into the loop of Z80_RunInstructions as well.
-inline __attribute__((always_inline)) void StepOnce(Z80_State* state) {
+void Z80_Step(Z80_State* state) {
     const uint8_t notedR = state->R;
     const uint32_t notedTime = state->time;
     if (state->prefix == 0) state->startPC = state->PC;
@@ -195,23 +192,12 @@ inline __attribute__((always_inline)) void StepOnce(Z80_State* state) {
 
     // Only the list's nodes can stop the processor here, so an empty list needs no call.
     if (state->breakpoints) Z80_CheckBreakpoints(state);
-    if (state->stopReason == Z80_STOP_UNKNOWN_INSTRUCTION) {
-        // Show the offending instruction, prefixes included, as if it had not begun.
-        state->PC = state->startPC;
-        state->R = notedR;
-    }
-    if (state->stopReason != Z80_STOP_NONE) state->running = 0;
-}
-
-}  // namespace
-
-void Z80_Step(Z80_State* state) {
-    StepOnce(state);
+    if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
 }
 
 void Z80_StepInstruction(Z80_State* state) {
     do {
-        StepOnce(state);
+        Z80_Step(state);
     } while (state->prefix != 0);
 }
 
