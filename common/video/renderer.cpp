@@ -267,7 +267,8 @@ inline int CharsFullyShown(const LineCursor& line, int count) {
     return std::max(0, std::min({count, byRow, byBuffer}));
 }
 
-// count characters of video RAM from byteOffset on; those wholly on the row go in
+// count characters of video RAM from byteOffset on (border with no RAM block); those
+// wholly on the row go in
 // without a test each (and, with the whole table good, without the stamp), the others by
 // the per-character rule.
 template <bool kWholeTable>
@@ -276,20 +277,25 @@ void DrawCharRun(LineCursor& line, const uint8_t* ramBlock, uint16_t byteOffset,
     while (count > 0) {
         int fit = CharsFullyShown(line, count);
         if (fit == 0) {
-            DrawCharAt(line, ramBlock + byteOffset, mode, inks);
+            DrawCharAt(line, ramBlock ? ramBlock + byteOffset : nullptr, mode, inks);
             byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
             --count;
             continue;
         }
         uint8_t* dest = line.dest;
-        for (int i = 0; i < fit; ++i) {
-            const uint8_t* bytes = ramBlock + byteOffset;
-            StorePixels(dest,
-                        kWholeTable ? g_decoded[bytes[0]].pixels : Decoded(bytes[0], mode, inks));
-            StorePixels(dest + 8,
-                        kWholeTable ? g_decoded[bytes[1]].pixels : Decoded(bytes[1], mode, inks));
-            dest += 16;
-            byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+        if (!ramBlock) {  // border
+            std::memset(dest, inks[kBorderInk], 16 * static_cast<size_t>(fit));
+            dest += 16 * fit;
+        } else {
+            for (int i = 0; i < fit; ++i) {
+                const uint8_t* bytes = ramBlock + byteOffset;
+                StorePixels(
+                    dest, kWholeTable ? g_decoded[bytes[0]].pixels : Decoded(bytes[0], mode, inks));
+                StorePixels(dest + 8, kWholeTable ? g_decoded[bytes[1]].pixels
+                                                  : Decoded(bytes[1], mode, inks));
+                dest += 16;
+                byteOffset = static_cast<uint16_t>((byteOffset + 2) & 0x3FFE);
+            }
         }
         line.dest = dest;
         line.x += 16 * fit;
@@ -368,18 +374,7 @@ void PAL_DrawChars(const uint8_t* ramBlock, uint16_t byteOffset, int count) {
         else
             DrawCharRun<false>(line, ramBlock, byteOffset, count, mode, inks);
     } else {
-        while (count > 0) {
-            int fit = CharsFullyShown(line, count);
-            if (fit == 0) {
-                DrawCharAt(line, nullptr, mode, inks);
-                --count;
-                continue;
-            }
-            std::memset(line.dest, inks[kBorderInk], 16 * static_cast<size_t>(fit));
-            line.dest += 16 * fit;
-            line.x += 16 * fit;
-            count -= fit;
-        }
+        DrawCharRun<false>(line, nullptr, 0, count, mode, inks);
     }
     // Field by field: a whole-record copy would read back the parts just written.
     g_renderer.line.x = line.x;

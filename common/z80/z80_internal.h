@@ -78,6 +78,19 @@ void Z80_SetPrefix(Z80_State* state, uint8_t byte);
 // After an instruction has handed its time to the devices: takes interrupts while
 // enabled, from the machine's ACKNOWLEDGE result on.
 void Z80_TakeInterrupts(Z80_State* state, uint8_t acknowledge);
+// The end of a whole instruction begun at NOTED_TIME: the EI delay counts down, the
+// devices get the instruction's time and interrupts are taken while enabled.
+inline void Z80_EndInstruction(Z80_State* state, uint32_t notedTime) {
+    if (state->IFF1 > 1) --state->IFF1;
+    state->machine->Update(static_cast<uint8_t>(state->time - notedTime));
+    if (state->IFF1 == 1) {
+        uint8_t acknowledge = state->machine->IntAck();
+        if (acknowledge != 0) Z80_TakeInterrupts(state, acknowledge);
+    }
+}
+// The opcode byte after the collected prefixes (in state->prefix, cleared here): counts
+// R and runs the instruction in its group.
+void Z80_Dispatch(Z80_State* state, uint8_t byte);
 // A step that set a stop reason ends the run; an unknown instruction is shown,
 // prefixes included, as if it had not begun (R as it was when its opcode's step began).
 inline void Z80_EndRunOnStop(Z80_State* state, uint8_t notedR) {

@@ -378,27 +378,16 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             if (prefix != 0) Z80_CountR(state);  // the prefix's own step
             const uint8_t notedR = state->R;
             const uint32_t notedTime = state->time;
-            Z80_CountR(state);
             if (prefix == 0) {
+                Z80_CountR(state);
                 state->PC = static_cast<uint16_t>(pc + 1);
                 RegularInstruction(state, byte);
             } else {
                 state->PC = static_cast<uint16_t>(pc + 2);
                 state->prefix = prefix;
-                if (prefix == Z80_PREFIX_CB)
-                    Z80_Step_CB(state, next);
-                else if (prefix == Z80_PREFIX_ED)
-                    Z80_Step_ED(state, next);
-                else
-                    Z80_Step_DD_FD(state, next);
-                state->prefix = 0;
+                Z80_Dispatch(state, next);
             }
-            if (state->IFF1 > 1) --state->IFF1;
-            machine->Update(static_cast<uint8_t>(state->time - notedTime));
-            if (state->IFF1 == 1) {
-                uint8_t acknowledge = machine->IntAck();
-                if (acknowledge != 0) Z80_TakeInterrupts(state, acknowledge);
-            }
+            Z80_EndInstruction(state, notedTime);
             if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
         }
         if (++done == count || !state->running || machine->deviceTime >= deviceTimeEnd) return done;

@@ -70,15 +70,7 @@ void Z80_TakeInterrupts(Z80_State* state, uint8_t acknowledge) {
     }
 }
 
-namespace {
-
-// Hands the time since notedTime to the devices and takes interrupts while enabled.
-void HandOnTime(Z80_State* state, uint32_t notedTime) {
-    state->machine->Update(static_cast<uint8_t>(state->time - notedTime));
-    if (state->IFF1 == 1) Z80_TakeInterrupts(state, state->machine->IntAck());
-}
-
-void Dispatch(Z80_State* state, uint8_t byte) {
+void Z80_Dispatch(Z80_State* state, uint8_t byte) {
     Z80_CountR(state);
     uint8_t prefix = state->prefix;
     if (prefix == 0)
@@ -96,8 +88,6 @@ void Dispatch(Z80_State* state, uint8_t byte) {
     }
     state->prefix = 0;
 }
-
-}  // namespace
 
 void Z80_Init(Z80_State* state, CPC_Machine* machine) {
     std::memset(static_cast<void*>(state), 0, sizeof *state);
@@ -181,14 +171,11 @@ void Z80_Step(Z80_State* state) {
             Z80_SetPrefix(state, byte);
             instructionEnded = false;  // no device time, no interrupt, no EI countdown
         } else {
-            Dispatch(state, byte);
+            Z80_Dispatch(state, byte);
         }
     }
 
-    if (instructionEnded) {
-        if (state->IFF1 > 1) --state->IFF1;
-        HandOnTime(state, notedTime);
-    }
+    if (instructionEnded) Z80_EndInstruction(state, notedTime);
 
     // Only the list's nodes can stop the processor here, so an empty list needs no call.
     if (state->breakpoints) Z80_CheckBreakpoints(state);
