@@ -331,6 +331,10 @@ const uint8_t* PAL_GetPalette() {
 }
 
 bool PAL_InitVideoTables() {
+    // No decoded byte survives: the next draw starts the table afresh.
+    g_decodeMode = 0xFF;
+    g_decodedCount = 0;
+    g_drawsSinceKey = 0;
     for (int value = 0; value < 256; ++value) {
         uint8_t b = static_cast<uint8_t>(value);
         int left = Bit(b, 7) + 2 * Bit(b, 3) + 4 * Bit(b, 5) + 8 * Bit(b, 1);

@@ -198,7 +198,6 @@ TEST_F(Renderer, FastLinePlacesBordersAroundTheScreenBytes) {
 TEST_F(Renderer, WholeDecodeTableKeepsTheRules) {
     uint8_t* block = g_Machine.baseRam[3];
     for (int i = 0; i < 0x800; ++i) block[0x800 + i] = static_cast<uint8_t>(i);
-    g_Machine.ga.penInks[5] = 1;  // inks no other test uses: the table starts afresh
     g_Machine.horizontalOffset = 0;
     FastGeometry(40, -2, 0);
     // Bytes 0x7F4 to 0x7FF, then 0 onwards.
