@@ -117,6 +117,7 @@ void CPC_Reset() {
     CPC_Machine& m = g_Machine;
     CPC_CatchUpVideo();  // what was drawn before the reset stays drawn
     m.crtcQuiet = 0;     // the reset moves the CRTC: the next tick works out its quiet time
+    m.heldLimit = 0;
     CPC_SetRomConfig(kResetRomConfig);
     for (int page = 0; page < 4; ++page) m.writeMap[page] = m.baseRam[page];
     CPC_UpdateMemMap();
@@ -141,7 +142,8 @@ uint8_t CPC_ReadMem(uint16_t address) {
 
 void CPC_WriteMem(uint16_t address, uint8_t value) {
     uint8_t* page = g_Machine.writeMap[address >> kPageShift];
-    if (page == g_Machine.crtc.ramBlock && g_Machine.crtcPending) CPC_CatchUpVideo();
+    if (page == g_Machine.crtc.ramBlock && (g_Machine.crtcPending || g_Machine.heldTime))
+        CPC_CatchUpVideo();
     page[address & kPageOffsetMask] = value;
 }
 

@@ -114,6 +114,14 @@ struct CPC_Machine {
     PSG_State psg;
     FDC_State fdc;
 
+    // The processor may hold back the time of instructions during which nothing a device
+    // does could be seen, and hand it on with its next Update: heldTime microseconds are
+    // held, and no more than heldLimit may be, which every Update works out anew (0 after
+    // a port access, as the devices' next events may have moved). The machine counts
+    // held time before anything could tell: an Update, a port, a write to the video page.
+    uint8_t heldTime;
+    uint8_t heldLimit;
+
     // CPC time: every microsecond handed to the devices since start-up. Unlike the
     // processor's counter it includes what port instructions hand on before their access,
     // and it never wraps or restarts at a reset.
@@ -126,6 +134,7 @@ extern CPC_Machine g_Machine;
 CPC_Machine* CPC_Init(uint8_t type, uint8_t crtcType);
 void CPC_Shutdown(CPC_Machine* machine);
 void CPC_Reset();
+// Counts the held time and brings the CRTC up to the devices' time.
 void CPC_CatchUpVideo();
 uint8_t CPC_ReadMem(uint16_t address);
 void CPC_WriteMem(uint16_t address, uint8_t value);

@@ -57,12 +57,15 @@ void CPC_out(uint16_t port, uint8_t value) {
         XT_Trace("* CPC_out(): Writing value %02XH to UNKNOWN port: %04hXH", value, port);
         if (port != PERIPHERAL_RESET_PORT) CPC_StopOnUnsupportedPort();
     }
-    // The write may have moved the CRTC's next event: the next tick works it out again.
+    // The write may have moved the devices' next events: the next tick and the next
+    // Update work them out again.
     g_Machine.crtcQuiet = 0;
+    g_Machine.heldLimit = 0;
 }
 
 uint8_t CPC_in(uint16_t port) {
     CPC_CatchUpVideo();
+    g_Machine.heldLimit = 0;  // the instruction's end hands on its time at once
     uint8_t high = static_cast<uint8_t>(port >> 8);
     switch (high) {
         case 0x7F: return 0xFF;  // the Gate Array is write-only
@@ -82,17 +85,13 @@ uint8_t CPC_in(uint16_t port) {
     }
 }
 
-void CPC_Update(uint8_t microseconds) {
-    CPC_Machine& m = g_Machine;
-    m.deviceTime += microseconds;
-    unsigned pending = m.crtcPending + microseconds;
-    m.crtcPending = static_cast<uint16_t>(pending);
-    if (pending > m.crtcQuiet) CPC_CatchUpVideo();
-    PSG_Update(microseconds);
-}
+namespace {
 
-void CPC_CatchUpVideo() {
-    CPC_Machine& m = g_Machine;
+// The most time the processor may hold: with the longest instruction it still fits an
+// Update's argument.
+constexpr unsigned kMostHeldTime = 200;
+
+void CatchUpCrtc(CPC_Machine& m) {
     unsigned pending = m.crtcPending;
     if (pending == 0) return;
     m.crtcPending = 0;
@@ -103,6 +102,50 @@ void CPC_CatchUpVideo() {
         m.crtcOps.tick(step);
         pending -= step;
     }
+}
+
+// The devices' part of an Update.
+inline void AddTime(CPC_Machine& m, uint8_t microseconds) {
+    m.deviceTime += microseconds;
+    unsigned pending = m.crtcPending + microseconds;
+    m.crtcPending = static_cast<uint16_t>(pending);
+    if (pending > m.crtcQuiet) CatchUpCrtc(m);
+    PSG_Update(microseconds);
+}
+
+// Held time stays within the limit, so counting it at once does what an Update for each
+// of its instructions would have done: add it to the counters.
+inline void CountHeldTime(CPC_Machine& m) {
+    uint8_t held = m.heldTime;
+    if (held == 0) return;
+    m.heldTime = 0;
+    AddTime(m, held);
+}
+
+// How long the processor may run with no Update: until the CRTC could do something the
+// processor sees, a key feed, or a sound event or frame.
+uint8_t HeldLimit(const CPC_Machine& m) {
+    unsigned limit = m.crtcQuiet > m.crtcPending ? m.crtcQuiet - m.crtcPending : 0u;
+    uint32_t sound = PSG_QuietTime();
+    if (sound < limit) limit = sound;
+    return static_cast<uint8_t>(limit < kMostHeldTime ? limit : kMostHeldTime);
+}
+
+}  // namespace
+
+void CPC_Update(uint8_t microseconds) {
+    CPC_Machine& m = g_Machine;
+    CountHeldTime(m);
+    AddTime(m, microseconds);
+    m.heldLimit = HeldLimit(m);
+}
+
+void CPC_CatchUpVideo() {
+    CPC_Machine& m = g_Machine;
+    CountHeldTime(m);
+    if (m.crtcPending == 0) return;
+    CatchUpCrtc(m);
+    m.heldLimit = HeldLimit(m);
 }
 
 void CPC_StopOnUnsupportedPort() {

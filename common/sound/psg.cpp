@@ -2,6 +2,8 @@
 // write produces. The PSG clock is 1 MHz, so one emulated microsecond is one PSG clock.
 #include "common/sound/psg.h"
 
+#include <algorithm>
+
 #include "common/machine/machine.h"
 #include "common/sound/psg_sound_state.h"
 #include "common/xtools/xtools.h"
@@ -218,6 +220,12 @@ void PSG_SetMasterVolume(uint8_t level) {
         g_PsgSound.scaledVolume[i] =
             master ? static_cast<uint16_t>(PSG_BASE_VOLUME[i] / (16 - master)) : 0;
     }
+}
+
+uint32_t PSG_QuietTime() {
+    uint32_t quiet = Psg().feedCountdown;
+    if (!ThreadDrivenEngine()) quiet = std::min(quiet, PSG_SoundQuietTime());
+    return quiet;
 }
 
 void PSG_Update(uint8_t microseconds) {

@@ -50,6 +50,9 @@ void PSG_Write(uint8_t data);
 uint8_t PSG_Read(uint8_t portC);
 void PSG_out(uint8_t reg, uint8_t value);
 void PSG_Update(uint8_t microseconds);
+// How many microseconds PSG_Update may be handed, in one call or in many, with nothing to
+// do but count them: no key feed, no sound event, no frame.
+uint32_t PSG_QuietTime();
 void PSG_RestartEnvelope();
 // Master level 0-15 (low four bits used): 15 the full volume table, 0 silence.
 void PSG_SetMasterVolume(uint8_t level);

@@ -101,6 +101,8 @@ void PSG_ClearChannel(PSG_Channel* channel);
 // Time-driven engine: advances tones, noise and envelope and produces samples into the
 // ring; called by PSG_Update when the time-driven engine is in use.
 void PSG_UpdateSound(uint8_t microseconds);
+// The time-driven engine's part of PSG_QuietTime.
+uint32_t PSG_SoundQuietTime();
 // Counts the time the time-driven engine held back, before anything reads or changes the
 // sound parameters.
 void PSG_ApplyQuietTime();

@@ -203,6 +203,15 @@ __attribute__((noinline)) void ReachEvent(PSG_SoundState& s, uint8_t elapsed) {
 
 }  // namespace
 
+uint32_t PSG_SoundQuietTime() {
+    const PSG_SoundState& s = g_PsgSound;
+    uint32_t quiet = s.quietLimit - s.quietPending;
+    if (s.mute) return quiet;
+    uint32_t accumulated = s.sampleAccumulator;
+    if (accumulated >= kMicrosecondsPerSecond) return 0;
+    return std::min(quiet, (kMicrosecondsPerSecond - 1 - accumulated) / PSG_FRAMES_PER_SECOND);
+}
+
 // Most calls fall where no counter runs out; their time is only added up, and counted
 // all at once before the next call that reaches an event. Out of line, so that the
 // machine's per-step update stays small enough to be inlined; the rare paths are calls

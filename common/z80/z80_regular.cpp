@@ -356,7 +356,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
     // The steps of Z80_StepInstruction with what most instructions never need taken out
     // of the loop: HALT, prefix chains and the reset trace go through the general step,
     // breakpoints are not checked (the caller sets none).
-    const CPC_Machine* machine = state->machine;
+    CPC_Machine* machine = state->machine;
     state->stopReason = Z80_STOP_NONE;
     uint32_t done = 0;
     for (;;) {
@@ -387,9 +387,14 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 state->prefix = prefix;
                 Z80_Dispatch(state, next);
             }
-            Z80_EndInstruction(state, notedTime);
+            Z80_EndInstructionHolding(state, machine, notedTime);
             if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
         }
-        if (++done == count || !state->running || machine->deviceTime >= deviceTimeEnd) return done;
+        if (++done == count || !state->running ||
+            machine->deviceTime + machine->heldTime >= deviceTimeEnd)
+            break;
     }
+    // The devices' time is exact again when the run ends.
+    if (machine->heldTime != 0) machine->Update(0);
+    return done;
 }

@@ -150,6 +150,33 @@ TEST(RunnerProgram, SessionsRepeatExactlyAndTimeOut) {
     EXPECT_EQ(RunProgram(machine + "--timeout-ms 10 --until-stop").code, 3);
 }
 
+// Running instructions in a row (the processor holding back device time) and stepping
+// them one at a time (a breakpoint that is never reached) give the same frames and sound.
+TEST(RunnerProgram, RunningInARowMatchesStepping) {
+    if (!FirmwarePresent()) GTEST_SKIP() << "no firmware images in " << FirmwareDirectory();
+    TempFolder folder;
+    for (const char* mode : {"", "--fast"}) {
+        auto run = [&](const std::string& name, const std::string& monitor) {
+            Result result = RunProgram(
+                "--model 6128 --no-trace " + std::string(mode) + " --roms " + FirmwareDirectory() +
+                " --frame-hashes " + folder.File(name + ".hashes") + monitor +
+                " --until-text Ready --wav " + folder.File(name + ".wav") +
+                " --type '10 MODE 1:FOR i=1 TO 40:PRINT i;SIN(i):SOUND 1,50+i,2,7:NEXT\nRUN\n'"
+                " --run-ms 1500 --screen-text");
+            EXPECT_EQ(result.code, 0) << result.err;
+            return result.out;
+        };
+        std::string inARow = run("row", "");
+        std::string stepped = run("step", " --monitor 'BR 9123'");
+        EXPECT_NE(inARow.find(" 16 -0.287903315"), std::string::npos) << mode << inARow;
+        EXPECT_EQ(inARow, stepped.substr(stepped.find('\n') + 1)) << mode;
+        EXPECT_EQ(ReadAll(folder.File("row.hashes")), ReadAll(folder.File("step.hashes"))) << mode;
+        std::string sound = ReadAll(folder.File("row.wav"));
+        EXPECT_GT(sound.size(), 100000u);
+        EXPECT_EQ(sound, ReadAll(folder.File("step.wav"))) << mode;
+    }
+}
+
 // With --realtime five CPC seconds take five host seconds, with or without a (WAV) audio
 // device draining the sound ring, and waiting costs next to no processor time; without it
 // the machine runs as fast as the host allows.

@@ -1,7 +1,8 @@
 #pragma once
 // A machine of 64 KB flat RAM for running the processor on its own. Port accesses are
 // recorded, with the device time handed on before the last one; the interrupt line is a
-// flag, raised by a test or by the passing device time. Update counts deviceTime too.
+// flag, raised by a test or by the passing device time. Update counts deviceTime too, and
+// lets the processor hold time up to the next interrupt.
 #include <cstdint>
 #include <string>
 #include <vector>
