@@ -352,48 +352,96 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
     RegularInstruction(state, opcode);
 }
 
+namespace {
+
+// How far the devices' time, held time included, is from the end of the run. Counting
+// held time moves it into the devices' time, so the sum changes only by instruction time.
+inline int64_t TimeLeft(const CPC_Machine* machine, uint64_t deviceTimeEnd) {
+    return static_cast<int64_t>(deviceTimeEnd - (machine->deviceTime + machine->heldTime));
+}
+
+// R as COUNT more steps leave it.
+inline void CountR(Z80_State* state, unsigned count) {
+    state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + count) & 0x7F));
+}
+
+}  // namespace
+
 uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTimeEnd) {
     // The steps of Z80_StepInstruction with what most instructions never need taken out
     // of the loop: HALT, prefix chains and the reset trace go through the general step,
-    // breakpoints are not checked (the caller sets none).
+    // breakpoints are not checked (the caller sets none). An unprefixed instruction whose
+    // time the processor holds cannot stop the run: a stop comes from a port (after which
+    // the machine lets nothing be held) or an unknown prefixed instruction, and HALT with
+    // interrupts off ends the run when the next pass finds the processor halted.
     CPC_Machine* machine = state->machine;
     state->stopReason = Z80_STOP_NONE;
     uint32_t done = 0;
+    unsigned uncountedR = 0;  // R steps of unprefixed instructions, counted when R is needed
+    int64_t timeLeft = TimeLeft(machine, deviceTimeEnd);
     for (;;) {
         const uint16_t pc = state->PC;
         const uint8_t byte = Z80_ReadMem(state, pc);
         const uint8_t prefix = PrefixBit(byte);
-        bool general = state->halted || pc == 0;
-        uint8_t next = 0;
-        if (prefix != 0) {
-            next = Z80_ReadMem(state, static_cast<uint16_t>(pc + 1));
-            // Prefix chains (DD CB, and those that drop a prefix) take the general step.
-            general = general || (prefix != Z80_PREFIX_CB && PrefixBit(next) != 0);
-        }
-        if (general) {
-            Z80_StepInstruction(state);
-        } else {
+        if (prefix == 0 && !state->halted && pc != 0) {
             state->startPC = pc;
             state->intExtra = 1;
-            if (prefix != 0) Z80_CountR(state);  // the prefix's own step
-            const uint8_t notedR = state->R;
             const uint32_t notedTime = state->time;
-            if (prefix == 0) {
-                Z80_CountR(state);
-                state->PC = static_cast<uint16_t>(pc + 1);
-                RegularInstruction(state, byte);
+            ++uncountedR;
+            state->PC = static_cast<uint16_t>(pc + 1);
+            RegularInstruction(state, byte);
+            const uint8_t elapsed = static_cast<uint8_t>(state->time - notedTime);
+            const unsigned held = machine->heldTime + elapsed;
+            if (held <= machine->heldLimit && state->IFF1 <= 1) {
+                machine->heldTime = static_cast<uint8_t>(held);
+                timeLeft -= elapsed;
             } else {
+                CountR(state, uncountedR - 1);
+                const uint8_t notedR = state->R;  // as this instruction's step found it
+                CountR(state, 1);
+                uncountedR = 0;
+                Z80_EndInstruction(state, notedTime);
+                if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
+                timeLeft = TimeLeft(machine, deviceTimeEnd);
+                if (!state->running) {
+                    ++done;
+                    break;
+                }
+            }
+        } else {
+            if (done != 0 && !state->running) break;  // a HALT with interrupts off
+            CountR(state, uncountedR);
+            uncountedR = 0;
+            bool general = state->halted || pc == 0;
+            uint8_t next = 0;
+            if (prefix != 0) {
+                next = Z80_ReadMem(state, static_cast<uint16_t>(pc + 1));
+                // Prefix chains (DD CB, and those that drop a prefix) take the general step.
+                general = general || (prefix != Z80_PREFIX_CB && PrefixBit(next) != 0);
+            }
+            if (general) {
+                Z80_StepInstruction(state);
+            } else {
+                state->startPC = pc;
+                state->intExtra = 1;
+                Z80_CountR(state);  // the prefix's own step
+                const uint8_t notedR = state->R;
+                const uint32_t notedTime = state->time;
                 state->PC = static_cast<uint16_t>(pc + 2);
                 state->prefix = prefix;
                 Z80_Dispatch(state, next);
+                Z80_EndInstructionHolding(state, machine, notedTime);
+                if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
             }
-            Z80_EndInstructionHolding(state, machine, notedTime);
-            if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
+            timeLeft = TimeLeft(machine, deviceTimeEnd);
+            if (!state->running) {
+                ++done;
+                break;
+            }
         }
-        if (++done == count || !state->running ||
-            machine->deviceTime + machine->heldTime >= deviceTimeEnd)
-            break;
+        if (++done == count || timeLeft <= 0) break;
     }
+    CountR(state, uncountedR);
     // The devices' time is exact again when the run ends.
     if (machine->heldTime != 0) machine->Update(0);
     return done;

@@ -189,6 +189,7 @@ int main(int argc, char** argv) {
     cpu.machine->Out = [](uint16_t port, uint8_t) {
         g_trappedPort = static_cast<uint8_t>(port);
         Z80_SetStopReason(g_cpu, Z80_STOP_UNSUPPORTED_PORT);
+        g_cpu->machine->heldLimit = 0;  // as after any port access: the stop is seen at once
     };
     bool everything = selection.only.empty() && selection.skip.empty();
     if (!everything && !SelectGroups(selection)) {
