@@ -331,6 +331,35 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
     state->time += kZ80RegularTime[opcode];
 }
 
+// RegularInstruction with the opcode a constant in each case, so that every case gets
+// code of its own, its registers, condition and time known where it is compiled.
+#define BRALLIVANE_OPCODE_1(n)          \
+    case (n):                           \
+        RegularInstruction(state, (n)); \
+        return;
+#define BRALLIVANE_OPCODE_4(n) \
+    BRALLIVANE_OPCODE_1(n)     \
+    BRALLIVANE_OPCODE_1((n) + 1) BRALLIVANE_OPCODE_1((n) + 2) BRALLIVANE_OPCODE_1((n) + 3)
+#define BRALLIVANE_OPCODE_16(n) \
+    BRALLIVANE_OPCODE_4(n)      \
+    BRALLIVANE_OPCODE_4((n) + 4) BRALLIVANE_OPCODE_4((n) + 8) BRALLIVANE_OPCODE_4((n) + 12)
+#define BRALLIVANE_OPCODE_64(n) \
+    BRALLIVANE_OPCODE_16(n)     \
+    BRALLIVANE_OPCODE_16((n) + 16) BRALLIVANE_OPCODE_16((n) + 32) BRALLIVANE_OPCODE_16((n) + 48)
+inline __attribute__((always_inline)) void SpecialisedRegularInstruction(Z80_State* state,
+                                                                         uint8_t opcode) {
+    switch (opcode) {
+        BRALLIVANE_OPCODE_64(0)
+        BRALLIVANE_OPCODE_64(64)
+        BRALLIVANE_OPCODE_64(128)
+        BRALLIVANE_OPCODE_64(192)
+    }
+}
+#undef BRALLIVANE_OPCODE_64
+#undef BRALLIVANE_OPCODE_16
+#undef BRALLIVANE_OPCODE_4
+#undef BRALLIVANE_OPCODE_1
+
 // The prefix bit a byte sets as the first byte of an instruction, 0 for other bytes.
 struct PrefixBits {
     uint8_t bit[256] = {};
@@ -389,7 +418,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             const uint32_t notedTime = state->time;
             ++uncountedR;
             state->PC = static_cast<uint16_t>(pc + 1);
-            RegularInstruction(state, byte);
+            SpecialisedRegularInstruction(state, byte);
             const uint8_t elapsed = static_cast<uint8_t>(state->time - notedTime);
             const unsigned held = machine->heldTime + elapsed;
             if (held <= machine->heldLimit && state->IFF1 <= 1) {
