@@ -88,18 +88,6 @@ inline void Z80_EndInstruction(Z80_State* state, uint32_t notedTime) {
         if (acknowledge != 0) Z80_TakeInterrupts(state, acknowledge);
     }
 }
-// The end of an instruction in a run of them: while the held time stays within the
-// machine's limit and no EI delay counts down, nothing any device does could be seen, so
-// the time is held instead of handed on, and no interrupt can have come (only an Update
-// or a port raises one, and a port sets the limit to 0).
-inline void Z80_EndInstructionHolding(Z80_State* state, CPC_Machine* machine, uint32_t notedTime) {
-    unsigned held = machine->heldTime + static_cast<uint8_t>(state->time - notedTime);
-    if (held <= machine->heldLimit && state->IFF1 <= 1) {
-        machine->heldTime = static_cast<uint8_t>(held);
-        return;
-    }
-    Z80_EndInstruction(state, notedTime);
-}
 // The opcode byte after the collected prefixes (in state->prefix, cleared here): counts
 // R and runs the instruction in its group.
 void Z80_Dispatch(Z80_State* state, uint8_t byte);

@@ -389,6 +389,21 @@ inline int64_t TimeLeft(const CPC_Machine* machine, uint64_t deviceTimeEnd) {
     return static_cast<int64_t>(deviceTimeEnd - (machine->deviceTime + machine->heldTime));
 }
 
+// The end of an instruction begun at NOTED_TIME in a run of them: while the held time
+// stays within the machine's limit and no EI delay counts down, nothing any device does
+// could be seen, so the time is held instead of handed on, and no interrupt can have come
+// (only an Update or a port raises one, and after a port the limit is 0). False when the
+// instruction must end through Z80_EndInstruction instead.
+inline bool HoldTime(Z80_State* state, CPC_Machine* machine, uint32_t notedTime,
+                     int64_t& timeLeft) {
+    const uint8_t elapsed = static_cast<uint8_t>(state->time - notedTime);
+    const unsigned held = machine->heldTime + elapsed;
+    if (held > machine->heldLimit || state->IFF1 > 1) return false;
+    machine->heldTime = static_cast<uint8_t>(held);
+    timeLeft -= elapsed;
+    return true;
+}
+
 // R as COUNT more steps leave it.
 inline void CountR(Z80_State* state, unsigned count) {
     state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + count) & 0x7F));
@@ -419,12 +434,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             ++uncountedR;
             state->PC = static_cast<uint16_t>(pc + 1);
             SpecialisedRegularInstruction(state, byte);
-            const uint8_t elapsed = static_cast<uint8_t>(state->time - notedTime);
-            const unsigned held = machine->heldTime + elapsed;
-            if (held <= machine->heldLimit && state->IFF1 <= 1) {
-                machine->heldTime = static_cast<uint8_t>(held);
-                timeLeft -= elapsed;
-            } else {
+            if (!HoldTime(state, machine, notedTime, timeLeft)) {
                 CountR(state, uncountedR - 1);
                 const uint8_t notedR = state->R;  // as this instruction's step found it
                 CountR(state, 1);
@@ -450,6 +460,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             }
             if (general) {
                 Z80_StepInstruction(state);
+                timeLeft = TimeLeft(machine, deviceTimeEnd);
             } else {
                 state->startPC = pc;
                 state->intExtra = 1;
@@ -459,10 +470,12 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 state->PC = static_cast<uint16_t>(pc + 2);
                 state->prefix = prefix;
                 Z80_Dispatch(state, next);
-                Z80_EndInstructionHolding(state, machine, notedTime);
+                if (!HoldTime(state, machine, notedTime, timeLeft)) {
+                    Z80_EndInstruction(state, notedTime);
+                    timeLeft = TimeLeft(machine, deviceTimeEnd);
+                }
                 if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
             }
-            timeLeft = TimeLeft(machine, deviceTimeEnd);
             if (!state->running) {
                 ++done;
                 break;
