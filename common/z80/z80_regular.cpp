@@ -22,14 +22,37 @@ inline void WriteOperand(Z80_State* state, unsigned code, uint8_t value) {
         Z80_RegisterByCode(state, code) = value;
 }
 
-inline void JumpRelative(Z80_State* state, uint8_t displacement) {
-    state->PC = static_cast<uint16_t>(state->PC + static_cast<int8_t>(displacement));
+// The unprefixed group reaches PC through a reference: the step's own PC, or a copy the
+// instruction loop keeps in a register between instructions.
+inline uint8_t FetchByte(Z80_State* state, uint16_t& pc) {
+    return Z80_ReadMem(state, pc++);
+}
+inline uint16_t FetchWord(Z80_State* state, uint16_t& pc) {
+    uint16_t word = Z80_ReadWord(state, pc);
+    pc = static_cast<uint16_t>(pc + 2);
+    return word;
+}
+
+inline void JumpRelative(uint16_t& pc, uint8_t displacement) {
+    pc = static_cast<uint16_t>(pc + static_cast<int8_t>(displacement));
 }
 
 // DJNZ and JR cc when they jump.
-inline void TakeJumpRelative(Z80_State* state, uint8_t displacement) {
-    JumpRelative(state, displacement);
+inline void TakeJumpRelative(Z80_State* state, uint16_t& pc, uint8_t displacement) {
+    JumpRelative(pc, displacement);
     state->time += kZ80JumpRelativeTaken;
+}
+
+// The shared call operations work on the record's PC.
+inline void CallNN(Z80_State* state, uint16_t& pc) {
+    state->PC = pc;
+    Z80_CallNN(state);
+    pc = state->PC;
+}
+inline void Rst(Z80_State* state, uint16_t& pc, uint16_t address, uint8_t time) {
+    state->PC = pc;
+    Z80_Rst(state, address, time);
+    pc = state->PC;
 }
 
 // RLCA, RRCA, RLA, RRA: S, Z and P/V stay; H and N clear; C is the bit moved out.
@@ -55,7 +78,8 @@ void Halt(Z80_State* state) {
 
 // The unprefixed instruction of OPCODE, written once for the step's dispatch and for the
 // loop of Z80_RunInstructions, into which it is inlined.
-inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, uint8_t opcode) {
+inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, uint8_t opcode,
+                                                              uint16_t& pc) {
     switch (opcode) {
         case 0x00: break;  // NOP
 
@@ -63,7 +87,7 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0x11:
         case 0x21:
         case 0x31:  // LD rp,nn
-            Z80_PairByCode(state, opcode >> 4) = Z80_FetchWord(state);
+            Z80_PairByCode(state, opcode >> 4) = FetchWord(state, pc);
             break;
 
         case 0x02: Z80_WriteByte(state, state->BC.w, Z80_A(state)); break;
@@ -127,7 +151,7 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0x2E:
         case 0x36:
         case 0x3E:
-            WriteOperand(state, opcode >> 3, Z80_FetchByte(state));  // LD r,n
+            WriteOperand(state, opcode >> 3, FetchByte(state, pc));  // LD r,n
             break;
 
         case 0x07:
@@ -158,29 +182,30 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
             return;
 
         case 0x10: {  // DJNZ d
-            uint8_t displacement = Z80_FetchByte(state);
-            if (--state->BC.hi != 0) TakeJumpRelative(state, displacement);
+            uint8_t displacement = FetchByte(state, pc);
+            if (--state->BC.hi != 0) TakeJumpRelative(state, pc, displacement);
             break;
         }
-        case 0x18: JumpRelative(state, Z80_FetchByte(state)); break;  // JR d
+        case 0x18: JumpRelative(pc, FetchByte(state, pc)); break;  // JR d
         case 0x20:
         case 0x28:
         case 0x30:
         case 0x38: {  // JR cc,d
-            uint8_t displacement = Z80_FetchByte(state);
-            if (Z80_ConditionHolds(state, (opcode >> 3) & 3)) TakeJumpRelative(state, displacement);
+            uint8_t displacement = FetchByte(state, pc);
+            if (Z80_ConditionHolds(state, (opcode >> 3) & 3))
+                TakeJumpRelative(state, pc, displacement);
             break;
         }
 
         case 0x22: {  // LD (nn),HL
-            uint16_t address = Z80_FetchWord(state);
+            uint16_t address = FetchWord(state, pc);
             Z80_WriteByte(state, address, state->HL.lo);
             Z80_WriteByte(state, static_cast<uint16_t>(address + 1), state->HL.hi);
             break;
         }
-        case 0x2A: state->HL.w = Z80_ReadWord(state, Z80_FetchWord(state)); break;
-        case 0x32: Z80_WriteByte(state, Z80_FetchWord(state), Z80_A(state)); break;
-        case 0x3A: Z80_A(state) = Z80_ReadMem(state, Z80_FetchWord(state)); break;
+        case 0x2A: state->HL.w = Z80_ReadWord(state, FetchWord(state, pc)); break;
+        case 0x32: Z80_WriteByte(state, FetchWord(state, pc), Z80_A(state)); break;
+        case 0x3A: Z80_A(state) = Z80_ReadMem(state, FetchWord(state, pc)); break;
 
         case 0x27: Z80_Daa(state); break;
         case 0x2F:  // CPL
@@ -210,13 +235,13 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0xF0:
         case 0xF8:
             if (Z80_ConditionHolds(state, (opcode >> 3) & 7)) {  // RET cc
-                state->PC = Z80_Pop(state);
+                pc = Z80_Pop(state);
                 state->time += kZ80ReturnTaken;
             } else {
                 state->intExtra = 0;
             }
             break;
-        case 0xC9: state->PC = Z80_Pop(state); break;
+        case 0xC9: pc = Z80_Pop(state); break;
 
         case 0xC1:
         case 0xD1:
@@ -239,12 +264,12 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0xEA:
         case 0xF2:
         case 0xFA: {
-            uint16_t target = Z80_FetchWord(state);  // JP cc,nn
-            if (Z80_ConditionHolds(state, (opcode >> 3) & 7)) state->PC = target;
+            uint16_t target = FetchWord(state, pc);  // JP cc,nn
+            if (Z80_ConditionHolds(state, (opcode >> 3) & 7)) pc = target;
             break;
         }
-        case 0xC3: state->PC = Z80_FetchWord(state); break;
-        case 0xE9: state->PC = state->HL.w; break;
+        case 0xC3: pc = FetchWord(state, pc); break;
+        case 0xE9: pc = state->HL.w; break;
 
         case 0xC4:
         case 0xCC:
@@ -255,12 +280,12 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0xF4:
         case 0xFC:
             if (!Z80_ConditionHolds(state, (opcode >> 3) & 7)) {  // CALL cc,nn
-                state->PC = static_cast<uint16_t>(state->PC + 2);
+                pc = static_cast<uint16_t>(pc + 2);
                 break;
             }
-            Z80_CallNN(state);
+            CallNN(state, pc);
             return;
-        case 0xCD: Z80_CallNN(state); return;
+        case 0xCD: CallNN(state, pc); return;
 
         case 0xC6:
         case 0xCE:
@@ -270,7 +295,7 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0xEE:
         case 0xF6:
         case 0xFE:
-            Z80_AluByCode(state, (opcode >> 3) & 7, Z80_FetchByte(state), kZ80RegularTime[opcode]);
+            Z80_AluByCode(state, (opcode >> 3) & 7, FetchByte(state, pc), kZ80RegularTime[opcode]);
             return;
 
         case 0xC7:
@@ -280,17 +305,17 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
         case 0xE7:
         case 0xEF:
         case 0xF7:
-        case 0xFF: Z80_Rst(state, opcode & 0x38, kZ80RegularTime[opcode]); return;
+        case 0xFF: Rst(state, pc, opcode & 0x38, kZ80RegularTime[opcode]); return;
 
         case 0xD3: {  // OUT (n),A: the device sees the write 2 microseconds in
-            uint16_t port = static_cast<uint16_t>((Z80_A(state) << 8) | Z80_FetchByte(state));
+            uint16_t port = static_cast<uint16_t>((Z80_A(state) << 8) | FetchByte(state, pc));
             Z80_UpdateAhead(state, kZ80OutAhead);
             state->machine->Out(port, Z80_A(state));
             state->time += kZ80RegularTime[opcode] - kZ80OutAhead;
             return;
         }
         case 0xDB: {  // IN A,(n)
-            uint16_t port = static_cast<uint16_t>((Z80_A(state) << 8) | Z80_FetchByte(state));
+            uint16_t port = static_cast<uint16_t>((Z80_A(state) << 8) | FetchByte(state, pc));
             Z80_A(state) = state->machine->In(port);
             break;
         }
@@ -333,9 +358,9 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
 
 // RegularInstruction with the opcode a constant in each case, so that every case gets
 // code of its own, its registers, condition and time known where it is compiled.
-#define BRALLIVANE_OPCODE_1(n)          \
-    case (n):                           \
-        RegularInstruction(state, (n)); \
+#define BRALLIVANE_OPCODE_1(n)              \
+    case (n):                               \
+        RegularInstruction(state, (n), pc); \
         return;
 #define BRALLIVANE_OPCODE_4(n) \
     BRALLIVANE_OPCODE_1(n)     \
@@ -347,7 +372,8 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
     BRALLIVANE_OPCODE_16(n)     \
     BRALLIVANE_OPCODE_16((n) + 16) BRALLIVANE_OPCODE_16((n) + 32) BRALLIVANE_OPCODE_16((n) + 48)
 inline __attribute__((always_inline)) void SpecialisedRegularInstruction(Z80_State* state,
-                                                                         uint8_t opcode) {
+                                                                         uint8_t opcode,
+                                                                         uint16_t& pc) {
     switch (opcode) {
         BRALLIVANE_OPCODE_64(0)
         BRALLIVANE_OPCODE_64(64)
@@ -378,7 +404,7 @@ inline uint8_t PrefixBit(uint8_t byte) {
 }  // namespace
 
 void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
-    RegularInstruction(state, opcode);
+    RegularInstruction(state, opcode, state->PC);
 }
 
 namespace {
@@ -423,8 +449,8 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
     uint32_t done = 0;
     unsigned uncountedR = 0;  // R steps of unprefixed instructions, counted when R is needed
     int64_t timeLeft = TimeLeft(machine, deviceTimeEnd);
+    uint16_t pc = state->PC;  // the record's PC while anything else could look at it
     for (;;) {
-        const uint16_t pc = state->PC;
         const uint8_t byte = Z80_ReadMem(state, pc);
         const uint8_t prefix = PrefixBit(byte);
         if (prefix == 0 && !state->halted && pc != 0) {
@@ -432,9 +458,10 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             state->intExtra = 1;
             const uint32_t notedTime = state->time;
             ++uncountedR;
-            state->PC = static_cast<uint16_t>(pc + 1);
-            SpecialisedRegularInstruction(state, byte);
+            pc = static_cast<uint16_t>(pc + 1);
+            SpecialisedRegularInstruction(state, byte, pc);
             if (!HoldTime(state, machine, notedTime, timeLeft)) {
+                state->PC = pc;
                 CountR(state, uncountedR - 1);
                 const uint8_t notedR = state->R;  // as this instruction's step found it
                 CountR(state, 1);
@@ -442,12 +469,14 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 Z80_EndInstruction(state, notedTime);
                 if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
                 timeLeft = TimeLeft(machine, deviceTimeEnd);
+                pc = state->PC;
                 if (!state->running) {
                     ++done;
                     break;
                 }
             }
         } else {
+            state->PC = pc;
             if (done != 0 && !state->running) break;  // a HALT with interrupts off
             CountR(state, uncountedR);
             uncountedR = 0;
@@ -476,6 +505,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 }
                 if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
             }
+            pc = state->PC;
             if (!state->running) {
                 ++done;
                 break;
@@ -483,6 +513,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
         }
         if (++done == count || timeLeft <= 0) break;
     }
+    state->PC = pc;
     CountR(state, uncountedR);
     // The devices' time is exact again when the run ends.
     if (machine->heldTime != 0) machine->Update(0);
