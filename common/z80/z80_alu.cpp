@@ -38,16 +38,14 @@ inline void SetShiftResult(Z80_State* state, uint8_t& value, unsigned result, ui
     state->time += time;
 }
 
-constexpr Z80_ShiftOperation kShiftOperations[8] = {Z80_RLC, Z80_RRC, Z80_RL,  Z80_RR,
-                                                    Z80_SLA, Z80_SRA, Z80_SLL, Z80_SRL};
-
 }  // namespace
 
 Z80_ShiftOperation g_Z80ShiftOperations[8];
 
 // Called by Z80_Init.
 void Z80_InstallShiftOperations() {
-    for (int index = 0; index < 8; ++index) g_Z80ShiftOperations[index] = kShiftOperations[index];
+    for (int index = 0; index < 8; ++index)
+        g_Z80ShiftOperations[index] = kZ80ShiftOperations[index];
 }
 
 void Z80_SetSZP(Z80_State* state, uint8_t value) {

@@ -66,6 +66,10 @@ void Z80_SLA(Z80_State* state, uint8_t& value, uint8_t time);
 void Z80_SRA(Z80_State* state, uint8_t& value, uint8_t time);
 void Z80_SLL(Z80_State* state, uint8_t& value, uint8_t time);
 void Z80_SRL(Z80_State* state, uint8_t& value, uint8_t time);
+// What Z80_InstallShiftOperations puts into the table, for code that indexes it by a
+// number known where it is compiled.
+constexpr Z80_ShiftOperation kZ80ShiftOperations[8] = {Z80_RLC, Z80_RRC, Z80_RL,  Z80_RR,
+                                                       Z80_SLA, Z80_SRA, Z80_SLL, Z80_SRL};
 
 // CB operation by the top two bits of a CB opcode: rotate/shift, BIT, RES or SET, with
 // the shift or bit number in selector. Adds time; returns true when value changed and

@@ -4,6 +4,7 @@
 // ends with break gets its time from kZ80RegularTime after the switch; a case that
 // hands its time to a shared operation returns instead.
 #include "common/xtools/xtools.h"
+#include "common/z80/z80_cb.h"
 #include "common/z80/z80_operands.h"
 #include "common/z80/z80_timing.h"
 
@@ -356,11 +357,12 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
     state->time += kZ80RegularTime[opcode];
 }
 
-// RegularInstruction with the opcode a constant in each case, so that every case gets
-// code of its own, its registers, condition and time known where it is compiled.
-#define BRALLIVANE_OPCODE_1(n)              \
-    case (n):                               \
-        RegularInstruction(state, (n), pc); \
+// The 256 cases of a switch on OPCODE, each running BRALLIVANE_OPCODE_BODY(n) with the
+// opcode a constant, so that every case gets code of its own: its registers, operation,
+// condition and time known where it is compiled.
+#define BRALLIVANE_OPCODE_1(n)     \
+    case (n):                      \
+        BRALLIVANE_OPCODE_BODY(n); \
         return;
 #define BRALLIVANE_OPCODE_4(n) \
     BRALLIVANE_OPCODE_1(n)     \
@@ -371,16 +373,30 @@ inline __attribute__((always_inline)) void RegularInstruction(Z80_State* state, 
 #define BRALLIVANE_OPCODE_64(n) \
     BRALLIVANE_OPCODE_16(n)     \
     BRALLIVANE_OPCODE_16((n) + 16) BRALLIVANE_OPCODE_16((n) + 32) BRALLIVANE_OPCODE_16((n) + 48)
+#define BRALLIVANE_OPCODE_SWITCH(opcode) \
+    switch (opcode) {                    \
+        BRALLIVANE_OPCODE_64(0)          \
+        BRALLIVANE_OPCODE_64(64)         \
+        BRALLIVANE_OPCODE_64(128)        \
+        BRALLIVANE_OPCODE_64(192)        \
+    }
+
 inline __attribute__((always_inline)) void SpecialisedRegularInstruction(Z80_State* state,
                                                                          uint8_t opcode,
                                                                          uint16_t& pc) {
-    switch (opcode) {
-        BRALLIVANE_OPCODE_64(0)
-        BRALLIVANE_OPCODE_64(64)
-        BRALLIVANE_OPCODE_64(128)
-        BRALLIVANE_OPCODE_64(192)
-    }
+#define BRALLIVANE_OPCODE_BODY(n) RegularInstruction(state, (n), pc)
+    BRALLIVANE_OPCODE_SWITCH(opcode)
+#undef BRALLIVANE_OPCODE_BODY
 }
+
+// The CB group the same way; its rotates and shifts are then direct calls.
+inline __attribute__((always_inline)) void SpecialisedCbInstruction(Z80_State* state,
+                                                                    uint8_t opcode) {
+#define BRALLIVANE_OPCODE_BODY(n) Z80_CbInstructionWith(kZ80ShiftOperations, state, (n))
+    BRALLIVANE_OPCODE_SWITCH(opcode)
+#undef BRALLIVANE_OPCODE_BODY
+}
+#undef BRALLIVANE_OPCODE_SWITCH
 #undef BRALLIVANE_OPCODE_64
 #undef BRALLIVANE_OPCODE_16
 #undef BRALLIVANE_OPCODE_4
@@ -497,8 +513,13 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 const uint8_t notedR = state->R;
                 const uint32_t notedTime = state->time;
                 state->PC = static_cast<uint16_t>(pc + 2);
-                state->prefix = prefix;
-                Z80_Dispatch(state, next);
+                if (prefix == Z80_PREFIX_CB) {
+                    Z80_CountR(state);
+                    SpecialisedCbInstruction(state, next);
+                } else {
+                    state->prefix = prefix;
+                    Z80_Dispatch(state, next);
+                }
                 if (!HoldTime(state, machine, notedTime, timeLeft)) {
                     Z80_EndInstruction(state, notedTime);
                     timeLeft = TimeLeft(machine, deviceTimeEnd);
