@@ -65,7 +65,9 @@ void CPC_out(uint16_t port, uint8_t value) {
 
 uint8_t CPC_in(uint16_t port) {
     CPC_CatchUpVideo();
-    g_Machine.heldLimit = 0;  // the instruction's end hands on its time at once
+    // The instruction's end hands on its time at once: its time left is counted again
+    // there, which port instructions need, as they hand part of it on before the access.
+    g_Machine.heldLimit = 0;
     uint8_t high = static_cast<uint8_t>(port >> 8);
     switch (high) {
         case 0x7F: return 0xFF;  // the Gate Array is write-only
