@@ -425,24 +425,16 @@ void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
 
 namespace {
 
-// How far the devices' time, held time included, is from the end of the run. Counting
-// held time moves it into the devices' time, so the sum changes only by instruction time.
-inline int64_t TimeLeft(const CPC_Machine* machine, uint64_t deviceTimeEnd) {
-    return static_cast<int64_t>(deviceTimeEnd - (machine->deviceTime + machine->heldTime));
-}
-
 // The end of an instruction begun at NOTED_TIME in a run of them: while the held time
 // stays within the machine's limit and no EI delay counts down, nothing any device does
 // could be seen, so the time is held instead of handed on, and no interrupt can have come
 // (only an Update or a port raises one, and after a port the limit is 0). False when the
 // instruction must end through Z80_EndInstruction instead.
-inline bool HoldTime(Z80_State* state, CPC_Machine* machine, uint32_t notedTime,
-                     int64_t& timeLeft) {
+inline bool HoldTime(Z80_State* state, CPC_Machine* machine, uint32_t notedTime) {
     const uint8_t elapsed = static_cast<uint8_t>(state->time - notedTime);
     const unsigned held = machine->heldTime + elapsed;
     if (held > machine->heldLimit || state->IFF1 > 1) return false;
     machine->heldTime = static_cast<uint8_t>(held);
-    timeLeft -= elapsed;
     return true;
 }
 
@@ -464,7 +456,6 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
     state->stopReason = Z80_STOP_NONE;
     uint32_t done = 0;
     unsigned uncountedR = 0;  // R steps of unprefixed instructions, counted when R is needed
-    int64_t timeLeft = TimeLeft(machine, deviceTimeEnd);
     uint16_t pc = state->PC;  // the record's PC while anything else could look at it
     for (;;) {
         const uint8_t byte = Z80_ReadMem(state, pc);
@@ -476,7 +467,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             ++uncountedR;
             pc = static_cast<uint16_t>(pc + 1);
             SpecialisedRegularInstruction(state, byte, pc);
-            if (!HoldTime(state, machine, notedTime, timeLeft)) {
+            if (!HoldTime(state, machine, notedTime)) {
                 state->PC = pc;
                 CountR(state, uncountedR - 1);
                 const uint8_t notedR = state->R;  // as this instruction's step found it
@@ -484,7 +475,6 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 uncountedR = 0;
                 Z80_EndInstruction(state, notedTime);
                 if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
-                timeLeft = TimeLeft(machine, deviceTimeEnd);
                 pc = state->PC;
                 if (!state->running) {
                     ++done;
@@ -505,7 +495,6 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             }
             if (general) {
                 Z80_StepInstruction(state);
-                timeLeft = TimeLeft(machine, deviceTimeEnd);
             } else {
                 state->startPC = pc;
                 state->intExtra = 1;
@@ -520,9 +509,8 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                     state->prefix = prefix;
                     Z80_Dispatch(state, next);
                 }
-                if (!HoldTime(state, machine, notedTime, timeLeft)) {
+                if (!HoldTime(state, machine, notedTime)) {
                     Z80_EndInstruction(state, notedTime);
-                    timeLeft = TimeLeft(machine, deviceTimeEnd);
                 }
                 if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
             }
@@ -532,7 +520,8 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 break;
             }
         }
-        if (++done == count || timeLeft <= 0) break;
+        // Counting held time moves it into the devices' time: their sum is the devices' time.
+        if (++done == count || machine->deviceTime + machine->heldTime >= deviceTimeEnd) break;
     }
     state->PC = pc;
     CountR(state, uncountedR);
