@@ -65,9 +65,9 @@ void CPC_out(uint16_t port, uint8_t value) {
 
 uint8_t CPC_in(uint16_t port) {
     CPC_CatchUpVideo();
-    // The instruction's end hands on its time at once: its time left is counted again
-    // there, which port instructions need, as they hand part of it on before the access.
-    g_Machine.heldLimit = 0;
+    // A read moves none of the devices' next events. Only an interrupt that the time
+    // handed on before the access raised must be offered at the end of the instruction.
+    if (g_Machine.ga.intPending) g_Machine.heldLimit = 0;
     uint8_t high = static_cast<uint8_t>(port >> 8);
     switch (high) {
         case 0x7F: return 0xFF;  // the Gate Array is write-only
@@ -151,6 +151,7 @@ void CPC_CatchUpVideo() {
 }
 
 void CPC_StopOnUnsupportedPort() {
+    g_Machine.heldLimit = 0;  // the end of the instruction must see the stop
     if (g_Machine.processor != nullptr) {
         Z80_SetStopReason(g_Machine.processor, Z80_STOP_UNSUPPORTED_PORT);
     }
