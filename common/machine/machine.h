@@ -116,9 +116,10 @@ struct CPC_Machine {
 
     // The processor may hold back the time of instructions during which nothing a device
     // does could be seen, and hand it on with its next Update: heldTime microseconds are
-    // held, and no more than heldLimit may be, which every Update works out anew (0 after
-    // a port access, as the devices' next events may have moved). The machine counts
-    // held time before anything could tell: an Update, a port, a write to the video page.
+    // held, and no more than heldLimit may be, which every Update works out anew. It is 0
+    // after a port write (the devices' next events may have moved), a stop, and a read
+    // while an interrupt waits. The machine counts held time before anything could tell:
+    // an Update, a port, a write to the video page.
     uint8_t heldTime;
     uint8_t heldLimit;
 

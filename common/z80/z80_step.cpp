@@ -5,6 +5,7 @@
 
 #include "common/xtools/xtools.h"
 #include "common/z80/z80_operands.h"
+#include "common/z80/z80_regular.h"
 
 namespace {
 
@@ -68,6 +69,10 @@ void Z80_TakeInterrupts(Z80_State* state, uint8_t acknowledge) {
         if (state->IFF1 != 1) return;
         acknowledge = state->machine->IntAck();
     }
+}
+
+void Z80_Step_Regular(Z80_State* state, uint8_t opcode) {
+    RegularInstruction(state, opcode, state->PC);
 }
 
 void Z80_Dispatch(Z80_State* state, uint8_t byte) {
