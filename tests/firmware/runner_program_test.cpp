@@ -152,8 +152,8 @@ TEST(RunnerProgram, SessionsRepeatExactlyAndTimeOut) {
 
 // Running instructions in a row (the processor holding back device time) and stepping
 // them one at a time (a breakpoint that is never reached) give the same frames and sound:
-// a BASIC program that prints and plays notes, and a machine-code loop that fills the
-// screen again and again while it is drawn.
+// a BASIC program that prints and plays notes, a machine-code loop that fills the screen
+// again and again while it is drawn, and one that changes a tone's period all the time.
 TEST(RunnerProgram, RunningInARowMatchesStepping) {
     if (!FirmwarePresent()) GTEST_SKIP() << "no firmware images in " << FirmwareDirectory();
     TempFolder folder;
@@ -164,8 +164,15 @@ TEST(RunnerProgram, RunningInARowMatchesStepping) {
     const std::string fill =
         " --monitor 'SB 8000 3E00 2100C0 1101C0 01FF3F 77 EDB0 3C 18F1' --monitor 'PC 8000'"
         " --run-ms 300";
+    // DI; then through the routine at 8030 (PSG register D := E): mixer tone A only,
+    // volume A 15, coarse period 0; again: fine period one more; JR again.
+    const std::string tones =
+        " --monitor 'SB 8000 F316071E3ECD308016081E0FCD308016011E00CD'"
+        " --monitor 'SB 8014 30801600 1CCD3080 18F8'"
+        " --monitor 'SB 8030 06F4ED5106F63EC0ED79AFED7906F4ED5906F63E'"
+        " --monitor 'SB 8044 80ED79AFED79C9' --monitor 'PC 8000' --run-ms 300";
     for (const char* mode : {"", "--fast"}) {
-        for (const std::string& session : {basic, fill}) {
+        for (const std::string& session : {basic, fill, tones}) {
             auto run = [&](const std::string& name, const std::string& monitor) {
                 Result result = RunProgram(
                     "--model 6128 --no-trace " + std::string(mode) + " --roms " +
