@@ -80,6 +80,12 @@ inline bool HoldTime(Z80_State* state, CPC_Machine* machine, uint32_t notedTime)
     return true;
 }
 
+// Whether the devices' time has reached the end of the run. Counting held time moves it
+// into the devices' time, so their sum is the devices' time.
+inline bool RunEnded(const CPC_Machine* machine, uint64_t deviceTimeEnd) {
+    return machine->deviceTime + machine->heldTime >= deviceTimeEnd;
+}
+
 // R as COUNT more steps leave it.
 inline void CountR(Z80_State* state, unsigned count) {
     state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + count) & 0x7F));
@@ -109,20 +115,17 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
             ++uncountedR;
             pc = static_cast<uint16_t>(pc + 1);
             SpecialisedRegularInstruction(state, byte, pc);
-            if (!HoldTime(state, machine, notedTime)) {
-                state->PC = pc;
-                CountR(state, uncountedR - 1);
-                const uint8_t notedR = state->R;  // as this instruction's step found it
-                CountR(state, 1);
-                uncountedR = 0;
-                Z80_EndInstruction(state, notedTime);
-                if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
-                pc = state->PC;
-                if (!state->running) {
-                    ++done;
-                    break;
-                }
+            if (HoldTime(state, machine, notedTime)) {
+                if (++done == count || RunEnded(machine, deviceTimeEnd)) break;
+                continue;
             }
+            state->PC = pc;
+            CountR(state, uncountedR - 1);
+            const uint8_t notedR = state->R;  // as this instruction's step found it
+            CountR(state, 1);
+            uncountedR = 0;
+            Z80_EndInstruction(state, notedTime);
+            if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
         } else {
             state->PC = pc;
             if (done != 0 && !state->running) break;  // a HALT with interrupts off
@@ -151,19 +154,16 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                     state->prefix = prefix;
                     Z80_Dispatch(state, next);
                 }
-                if (!HoldTime(state, machine, notedTime)) {
-                    Z80_EndInstruction(state, notedTime);
-                }
+                if (!HoldTime(state, machine, notedTime)) Z80_EndInstruction(state, notedTime);
                 if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
             }
-            pc = state->PC;
-            if (!state->running) {
-                ++done;
-                break;
-            }
         }
-        // Counting held time moves it into the devices' time: their sum is the devices' time.
-        if (++done == count || machine->deviceTime + machine->heldTime >= deviceTimeEnd) break;
+        pc = state->PC;
+        if (!state->running) {
+            ++done;
+            break;
+        }
+        if (++done == count || RunEnded(machine, deviceTimeEnd)) break;
     }
     state->PC = pc;
     CountR(state, uncountedR);
