@@ -35,9 +35,9 @@ inline uint16_t Z80_FetchWord(Z80_State* state) {
     state->PC = static_cast<uint16_t>(state->PC + 2);
     return word;
 }
-// R counts in bits 0-6 only; bit 7 keeps the value last loaded.
-inline void Z80_CountR(Z80_State* state) {
-    state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + 1) & 0x7F));
+// R counts in bits 0-6 only; bit 7 keeps the value last loaded. STEPS steps at once.
+inline void Z80_CountR(Z80_State* state, unsigned steps = 1) {
+    state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + steps) & 0x7F));
 }
 
 // --- Shared arithmetic (each adds its time argument to the counter) ------------------

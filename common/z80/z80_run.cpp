@@ -86,11 +86,6 @@ inline bool RunEnded(const CPC_Machine* machine, uint64_t deviceTimeEnd) {
     return machine->deviceTime + machine->heldTime >= deviceTimeEnd;
 }
 
-// R as COUNT more steps leave it.
-inline void CountR(Z80_State* state, unsigned count) {
-    state->R = static_cast<uint8_t>((state->R & 0x80) | ((state->R + count) & 0x7F));
-}
-
 }  // namespace
 
 uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTimeEnd) {
@@ -120,16 +115,16 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
                 continue;
             }
             state->PC = pc;
-            CountR(state, uncountedR - 1);
+            Z80_CountR(state, uncountedR - 1);
             const uint8_t notedR = state->R;  // as this instruction's step found it
-            CountR(state, 1);
+            Z80_CountR(state);
             uncountedR = 0;
             Z80_EndInstruction(state, notedTime);
             if (state->stopReason != Z80_STOP_NONE) Z80_EndRunOnStop(state, notedR);
         } else {
             state->PC = pc;
             if (done != 0 && !state->running) break;  // a HALT with interrupts off
-            CountR(state, uncountedR);
+            Z80_CountR(state, uncountedR);
             uncountedR = 0;
             bool general = state->halted || pc == 0;
             uint8_t next = 0;
@@ -166,7 +161,7 @@ uint32_t Z80_RunInstructions(Z80_State* state, uint32_t count, uint64_t deviceTi
         if (++done == count || RunEnded(machine, deviceTimeEnd)) break;
     }
     state->PC = pc;
-    CountR(state, uncountedR);
+    Z80_CountR(state, uncountedR);
     // The devices' time is exact again when the run ends.
     if (machine->heldTime != 0) machine->Update(0);
     return done;
