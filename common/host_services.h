@@ -84,3 +84,10 @@ std::string PAL_GetDiskLoadError(int drive);
 // transfers data; a change asks the status line to redraw.
 void PAL_DriveActivity(bool active);
 bool PAL_GetDriveActivity();
+
+// Whole files, for snapshots. A read refuses files above limit bytes; a write puts a new
+// file beside the old one, flushes it and renames it over, so a failure at any moment
+// leaves the old file or the new one. Messages name the file and the reason.
+bool PAL_ReadWholeFile(const char* path, size_t limit, std::string& bytes, std::string& error);
+bool PAL_WriteFileAtomically(const char* path, const uint8_t* data, size_t size,
+                             std::string& error);

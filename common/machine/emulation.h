@@ -32,10 +32,17 @@ struct EmulControl {
     std::atomic<uint8_t> ended{0};        // start-up failed, or the monitor quit
     std::atomic<uint8_t> paused{0};       // the pause request as the run loop last saw it
     char settingsPath[EMUL_SETTINGS_PATH_SIZE] = {};
+    // A job the host hands to the thread (Emul_RunOnThread); none while null.
+    std::atomic<void (*)(Z80_State*, void*)> job{nullptr};
+    void* jobArgument = nullptr;
 };
 
 // The thread body.
 void Emul_ThreadMain(EmulControl* control);
+// Runs job(processor, argument) on the emulation thread between two passes of its run
+// loop, where the machine may be read and changed as the monitor's commands do, and waits
+// until it has run. False, and nothing runs, when the thread has ended. One host thread.
+bool Emul_RunOnThread(EmulControl* control, void (*job)(Z80_State*, void*), void* argument);
 // The run loop; returns when the monitor quits or the host asks the thread to stop.
 void Emul_RunLoop(Z80_State* state);
 // What the monitor says when a stop reason stops a running machine; null for none.

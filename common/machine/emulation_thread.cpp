@@ -97,6 +97,7 @@ uint32_t Step(Z80_State* state, uint32_t count, bool* fullRedraw, Slice* slice) 
 // A request the next pass must see: a reset, a stop or a pause.
 bool HostAsks(const EmulControl* control) {
     return control->resetRequest.load(std::memory_order_relaxed) ||
+           control->job.load(std::memory_order_relaxed) ||
            control->stopRequest.load(std::memory_order_acquire) ||
            control->pauseRequest.load(std::memory_order_acquire);
 }
@@ -132,6 +133,22 @@ void Emul_ThreadMain(EmulControl* control) {
     PAL_SetEvent(control->stoppedEvent);
 }
 
+bool Emul_RunOnThread(EmulControl* control, void (*job)(Z80_State*, void*), void* argument) {
+    constexpr uint32_t kCheckMicroseconds = 200;
+    if (control->ended.load(std::memory_order_acquire)) return false;
+    control->jobArgument = argument;
+    control->job.store(job, std::memory_order_release);
+    while (control->job.load(std::memory_order_acquire)) {
+        if (control->ended.load(std::memory_order_acquire)) {
+            // The thread ended before it looked: the job is withdrawn, unless it ran.
+            void (*expected)(Z80_State*, void*) = job;
+            return !control->job.compare_exchange_strong(expected, nullptr);
+        }
+        PAL_SleepMicroseconds(kCheckMicroseconds);
+    }
+    return true;
+}
+
 void Emul_RunLoop(Z80_State* state) {
     EmulControl* control = g_control;
     Z80_Reset(state);  // the first machine reset completes the memory map
@@ -159,6 +176,11 @@ void Emul_RunLoop(Z80_State* state) {
             uint8_t running = state->running;
             Z80_Reset(state);
             state->running = running;
+        }
+        if (auto job = control->job.load(std::memory_order_acquire)) {
+            job(state, control->jobArgument);
+            control->job.store(nullptr, std::memory_order_release);
+            fullRedraw = true;
         }
         if (control->stopRequest.load(std::memory_order_acquire)) break;
         uint8_t pause = control->pauseRequest.load(std::memory_order_acquire);

@@ -204,7 +204,7 @@ const Dbg_Command DBG_COMMANDS[DBG_COMMAND_COUNT] = {
     {"PCLOG", CommandPcLog}, {"RT", CommandRt},         {"DM", Dbg_CommandDm},
     {"SB", Dbg_CommandSb},   {"FILL", Dbg_CommandFill}, {"REG", CommandReg},
     {"RB", Dbg_CommandRb},   {"FB", Dbg_CommandFb},     {"PC", CommandPc},
-    {"TR", CommandTr},
+    {"TR", CommandTr},       {"SNAPSAVE", Dbg_CommandSnapSave}, {"SNAPLOAD", Dbg_CommandSnapLoad},
 };
 
 uint8_t Dbg_ExecuteCommand(Z80_State* state, const char* text) {

@@ -98,7 +98,7 @@ struct Dbg_Command {
     const char* word;
     uint8_t (*run)(Z80_State* state, const char* arguments);
 };
-constexpr int DBG_COMMAND_COUNT = 22;
+constexpr int DBG_COMMAND_COUNT = 24;
 extern const Dbg_Command DBG_COMMANDS[DBG_COMMAND_COUNT];
 
 // Commands of commands_memory.cpp.
@@ -109,6 +109,9 @@ uint8_t Dbg_CommandSb(Z80_State* state, const char* arguments);
 uint8_t Dbg_CommandFill(Z80_State* state, const char* arguments);
 uint8_t Dbg_CommandRb(Z80_State* state, const char* arguments);
 uint8_t Dbg_CommandFb(Z80_State* state, const char* arguments);
+// Commands of commands_snapshot.cpp.
+uint8_t Dbg_CommandSnapSave(Z80_State* state, const char* arguments);
+uint8_t Dbg_CommandSnapLoad(Z80_State* state, const char* arguments);
 
 // True when only blanks are left: a command's check for left-over text.
 inline bool Dbg_OnlyBlanks(const char* text) {

@@ -326,6 +326,31 @@ uint8_t* PAL_GetFrameBuffer() {
     return g_renderer.frameBuffer;
 }
 
+PAL_RendererPosition PAL_GetRendererPosition() {
+    const RendererState& r = g_renderer;
+    auto offset = [&r](const uint8_t* at) {
+        return (at && r.frameBuffer) ? static_cast<int32_t>(at - r.frameBuffer) : -1;
+    };
+    return {r.line.x,           offset(r.line.dest), offset(r.line.end), r.frameSkipCounter,
+            r.frameCounter,     r.bytesPerLine,      r.lBorder,          r.rBorder};
+}
+
+void PAL_SetRendererPosition(const PAL_RendererPosition& position) {
+    RendererState& r = g_renderer;
+    const int32_t size = static_cast<int32_t>(PAL_FRAME_BUFFER_SIZE);
+    const PAL_RendererPosition& p = position;
+    bool fits = r.frameBuffer && p.destOffset >= 0 && p.destOffset <= p.endOffset &&
+                p.endOffset <= size && p.endOffset - p.destOffset <= PAL_SCREEN_WIDTH;
+    r.line = fits ? LineCursor{p.x, r.frameBuffer + p.destOffset, r.frameBuffer + p.endOffset}
+                  : LineCursor{p.x, nullptr, nullptr};
+    r.frameSkipCounter = p.frameSkipCounter % kFrameSkipDivisor;
+    r.frameCounter = p.frameCounter;
+    // Within what the line-based CRTC's registers can give.
+    r.bytesPerLine = std::min<uint16_t>(p.bytesPerLine, 2 * 255);
+    r.lBorder = std::clamp<int16_t>(p.lBorder, -2 * 270, 2 * 256);
+    r.rBorder = std::clamp<int16_t>(p.rBorder, -2 * 253, 2 * 257);
+}
+
 const uint8_t* PAL_GetPalette() {
     return kPalette;
 }

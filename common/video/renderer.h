@@ -22,6 +22,22 @@ constexpr int PAL_SPEED_REAL_TIME = 1000;  // speed figure of an emulation at re
 void PAL_SetFrameBuffer(uint8_t* buffer);
 uint8_t* PAL_GetFrameBuffer();
 
+// What a snapshot keeps of the renderer: the current line's place as offsets into the
+// frame buffer (-1 for none), the frame counters and the line-based CRTC's borders.
+struct PAL_RendererPosition {
+    int32_t x;
+    int32_t destOffset;
+    int32_t endOffset;
+    uint8_t frameSkipCounter;
+    uint32_t frameCounter;
+    uint16_t bytesPerLine;
+    int16_t lBorder;
+    int16_t rBorder;
+};
+PAL_RendererPosition PAL_GetRendererPosition();
+// Offsets that do not fit the frame buffer leave the line undrawn until the next starts.
+void PAL_SetRendererPosition(const PAL_RendererPosition& position);
+
 // 32 entries of blue, green, red, 0, indexed by hardware colour number.
 const uint8_t* PAL_GetPalette();
 

@@ -11,6 +11,7 @@
 #include "common/host_services.h"
 #include "common/machine/emulation.h"
 #include "common/machine/machine.h"
+#include "common/machine/snapshot.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
 #include "platform/settings_path.h"
@@ -129,6 +130,31 @@ int StartWav(WavCapture& capture, const std::string& path) {
     return EXIT_DONE;
 }
 
+// Snapshots are read and written on the emulation thread, between instructions.
+struct SnapshotJob {
+    const std::string* path;
+    const SNA_Image* image;  // to apply; none to save
+    std::string error;
+    bool done = false;
+};
+
+void RunSnapshotJob(Z80_State* state, void* argument) {
+    auto* job = static_cast<SnapshotJob*>(argument);
+    if (job->image) {
+        SNA_Apply(state, *job->image);
+        job->done = true;
+    } else {
+        job->done = SNA_SaveFile(state, job->path->c_str(), &job->error);
+    }
+}
+
+int SaveSnapshot(RunnerMachine& machine, const std::string& path) {
+    SnapshotJob job{&path, nullptr, {}, false};
+    if (!Emul_RunOnThread(&machine.control, RunSnapshotJob, &job))
+        return Fail("--save-snapshot: the machine has ended", EXIT_NO_MACHINE);
+    return job.done ? EXIT_DONE : Fail("--save-snapshot: " + job.error, EXIT_BAD_USAGE);
+}
+
 // Runs one action; returns an exit code, EXIT_DONE to go on.
 int RunAction(RunnerMachine& machine, const RunnerAction& action, WavCapture& wav) {
     const uint64_t limit = action.milliseconds * MICROSECONDS_PER_MILLISECOND;
@@ -170,6 +196,7 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action, WavCapture& wa
             return EXIT_DONE;
         }
         case RunnerActionKind::Wav: return StartWav(wav, action.text);
+        case RunnerActionKind::SaveSnapshot: return SaveSnapshot(machine, action.text);
         case RunnerActionKind::ScreenText:
             for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
             return EXIT_DONE;
@@ -219,6 +246,16 @@ int main(int argc, char** argv) {
                         EXIT_BAD_USAGE);
         machine.frameHashes = frameHashes.get();
     }
+    // A snapshot is read in full before the machine starts: it may name another model.
+    SNA_Image snapshot;
+    if (!options.snapshot.empty()) {
+        if (!SNA_ReadFile(options.snapshot.c_str(), options.type, &snapshot, &error))
+            return Fail("--snapshot: " + error, EXIT_BAD_USAGE);
+        if (snapshot.model != options.type)
+            std::fprintf(stderr, "brallivane-run: the snapshot is of a %s: the machine is one\n",
+                         SNA_ModelName(snapshot.model));
+        options.type = snapshot.model;
+    }
     uint8_t type = options.fast ? (options.type | CPC_TYPE_SPEED_BITS) : options.type;
     if (!Runner_StartMachine(machine, type, options.crtcType, options.romDirectory, error)) {
         return Fail(error, EXIT_NO_MACHINE);
@@ -235,6 +272,11 @@ int main(int argc, char** argv) {
         Runner_ShutdownMachine(machine);
         PAL_EjectAll();
         return Fail(error, EXIT_BAD_USAGE);
+    }
+
+    if (!options.snapshot.empty()) {
+        SnapshotJob job{&options.snapshot, &snapshot, {}, false};
+        Emul_RunOnThread(&machine.control, RunSnapshotJob, &job);
     }
 
     auto hostStart = std::chrono::steady_clock::now();

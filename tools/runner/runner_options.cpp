@@ -47,6 +47,8 @@ const char* const HELP_TEXT =
     "                               names are loaded at start, and a disk given here is\n"
     "                               written to it; without it no settings are used\n"
     "  --realtime                   pace the machine to real time (actual speed on)\n"
+    "  --snapshot FILE              start from a snapshot file (SNA) instead of a reset;\n"
+    "                               a snapshot of another model switches to that model\n"
     "  --keep-going                 count stops of the machine (breakpoints, unsupported\n"
     "                               ports and instructions), report them on standard\n"
     "                               error and run on, instead of stopping into the monitor\n"
@@ -76,6 +78,7 @@ const char* const HELP_TEXT =
     "  --monitor \"CMD\"              type one command line into the monitor and print\n"
     "                               its messages (\"monitor: ...\")\n"
     "  --monitor-script FILE        run a monitor script (PLAY FILE) to its end\n"
+    "  --save-snapshot FILE         write the machine to FILE as a snapshot (SNA v3)\n"
     "  --screenshot FILE.png        write the last complete frame as a 768 x 540 PNG\n"
     "  --screen-text                print the text on the CPC screen, one line per\n"
     "                               character row (modes 0, 1 and 2)\n"
@@ -225,6 +228,12 @@ const OptionRow OPTIONS[] = {
     {"--disk-b", OptionRole::Machine, true,
      [](RunnerOptions& o, const std::string& v, std::string& e) { return ApplyDisk(o, 1, v, e); }},
     {"--settings", OptionRole::Machine, true, ApplySettings},
+    {"--snapshot", OptionRole::Machine, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!NonEmpty("--snapshot", v, "a file name", e)) return false;
+         o.snapshot = v;
+         return true;
+     }},
     {"--fast", OptionRole::Machine, false,
      [](RunnerOptions& o, const std::string&, std::string&) { return o.fast = true; }},
     {"--realtime", OptionRole::Machine, false,
@@ -314,6 +323,12 @@ const OptionRow OPTIONS[] = {
      [](RunnerOptions& o, const std::string& v, std::string& e) {
          if (!NonEmpty("--wav", v, "a file name", e)) return false;
          AddAction(o, RunnerActionKind::Wav, 0, v);
+         return true;
+     }},
+    {"--save-snapshot", OptionRole::Action, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         if (!NonEmpty("--save-snapshot", v, "a file name", e)) return false;
+         AddAction(o, RunnerActionKind::SaveSnapshot, 0, v);
          return true;
      }},
     {"--dump-monitor", OptionRole::Action, false,

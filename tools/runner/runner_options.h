@@ -18,6 +18,7 @@ enum class RunnerActionKind {
     DumpMonitor,
     Autorun,
     Wav,
+    SaveSnapshot,
 };
 
 struct RunnerAction {
@@ -37,6 +38,7 @@ struct RunnerOptions {
     bool keepGoing = false;
     std::string disks[2];      // --disk-a, --disk-b: names for the drive slots, empty for none
     std::string settingsPath;  // --settings: empty for no settings file
+    std::string snapshot;      // --snapshot: the file to start from, empty for a reset
     // Settings that may stand anywhere.
     bool bench = false;
     bool trace = true;           // trace records go to the trace library when it is present
