@@ -42,6 +42,9 @@ const std::vector<Popup>& Menus() {
         {"&File",
          {{"Save &Screen\tF4", CMD_SAVE_SCREEN, kNone},
           {nullptr, kSeparator, kNone},
+          {"&Load snapshot...", CMD_LOAD_SNAPSHOT, kNone},
+          {"Save s&napshot...", CMD_SAVE_SNAPSHOT, kNone},
+          {nullptr, kSeparator, kNone},
           {"&Exit\tAlt+F4", CMD_EXIT, kNone}}},
         {"&System",
          {{"464", CMD_MODEL_464, kNone},
@@ -138,6 +141,8 @@ void MainWindow::Command(int command) {
         case CMD_ABOUT: About(); break;
         case CMD_INSERT_A: Win32_InsertDiskDialog(0); break;
         case CMD_INSERT_B: Win32_InsertDiskDialog(1); break;
+        case CMD_LOAD_SNAPSHOT: SnapshotDialog(true); break;
+        case CMD_SAVE_SNAPSHOT: SnapshotDialog(false); break;
         case CMD_EXIT: close(); break;
         default: Shell_Command(command); break;
     }
@@ -157,6 +162,24 @@ void MainWindow::Win32_InsertDiskDialog(int drive) {
         QMessageBox::warning(this, SHELL_CAPTION,
                              QString::fromStdString(PAL_GetDiskLoadError(drive)));
     }
+    screen_->update();
+}
+
+void MainWindow::SnapshotDialog(bool load) {
+    const QString filter = QStringLiteral("CPC Snapshot (*.sna)");
+    QString name = load ? QFileDialog::getOpenFileName(this, QStringLiteral("Load snapshot"),
+                                                       QDir::currentPath(), filter, nullptr,
+                                                       QFileDialog::DontUseNativeDialog)
+                        : QFileDialog::getSaveFileName(this, QStringLiteral("Save snapshot"),
+                                                       QDir::currentPath(), filter, nullptr,
+                                                       QFileDialog::DontUseNativeDialog);
+    if (name.isEmpty()) return;
+    if (!load && QFileInfo(name).suffix().isEmpty()) name += QStringLiteral(".sna");
+    QByteArray path = QFile::encodeName(name);
+    std::string error = load ? Shell_LoadSnapshot(path.constData())
+                             : Shell_SaveSnapshot(path.constData());
+    if (!error.empty())
+        QMessageBox::warning(this, SHELL_CAPTION, QString::fromLocal8Bit(error.c_str()));
     screen_->update();
 }
 

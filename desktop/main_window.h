@@ -27,6 +27,7 @@ class MainWindow : public QMainWindow {
     void BuildMenus();
     void Command(int command);
     void Win32_InsertDiskDialog(int drive);
+    void SnapshotDialog(bool load);
     void About();
 
     ScreenWidget* screen_;

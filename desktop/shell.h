@@ -4,6 +4,7 @@
 // a screen (the reset question, message boxes, menu marks, repaints, quitting) through
 // ShellUi, so that the commands run the same in the program and in the tests.
 #include <cstdint>
+#include <string>
 #include <thread>
 
 #include "common/machine/emulation.h"
@@ -37,6 +38,8 @@ enum ShellCommand : int {
     CMD_BEST = 128,
     CMD_FASTEST = 129,
     CMD_EXIT = 130,
+    CMD_LOAD_SNAPSHOT = 140,
+    CMD_SAVE_SNAPSHOT = 141,
     CMD_SOUND = 40018,
 };
 
@@ -88,6 +91,12 @@ void Win32_SelectModel(int command);
 void Win32_SelectSpeedMode(int command);
 void Win32_SelectCrtc(int command);
 void Win32_ChangeType(uint8_t newType);
+
+// Snapshot files. A load reads the whole file first; a snapshot of another model changes
+// the model as the System menu does (asking first). Both return "" when done (or the
+// model change was cancelled), else a message that names the file and what is wrong.
+std::string Shell_LoadSnapshot(const char* path);
+std::string Shell_SaveSnapshot(const char* path);
 
 // The marks the menu shows, from the current settings (Win32_UpdateMenu draws them).
 struct ShellMenuMarks {
