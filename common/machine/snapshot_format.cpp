@@ -57,8 +57,7 @@ bool ReadMemoryChunk(const std::string& name, const uint8_t* data, size_t size, 
                      std::string* error) {
     int block = name[3] - '0';
     if (block < 0 || block > 8) return true;  // not a memory chunk after all: skipped
-    if (block > 1)
-        return Fail(error, "more RAM than any model has (a memory chunk " + name + ")");
+    if (block > 1) return Fail(error, "more RAM than any model has (a memory chunk " + name + ")");
     size_t need = (block + 1) * SNA_BLOCK_SIZE;
     if (image->ram.size() < need) image->ram.resize(need, 0);
     uint8_t* out = image->ram.data() + block * SNA_BLOCK_SIZE;
@@ -72,8 +71,7 @@ bool ReadMemoryChunk(const std::string& name, const uint8_t* data, size_t size, 
     return true;
 }
 
-bool ReadChunks(const uint8_t* data, size_t size, size_t at, SNA_Image* image,
-                std::string* error) {
+bool ReadChunks(const uint8_t* data, size_t size, size_t at, SNA_Image* image, std::string* error) {
     while (at < size) {
         if (size - at < kChunkHeaderSize)
             return Fail(error, "truncated: a chunk header is cut off after " +
@@ -85,8 +83,8 @@ bool ReadChunks(const uint8_t* data, size_t size, size_t at, SNA_Image* image,
         at += kChunkHeaderSize;
         if (length > size - at)
             return Fail(error, "the chunk " + name + " runs past the end of the file (" +
-                                   std::to_string(length) + " bytes, " +
-                                   std::to_string(size - at) + " left)");
+                                   std::to_string(length) + " bytes, " + std::to_string(size - at) +
+                                   " left)");
         const uint8_t* body = data + at;
         at += length;
         if (name.compare(0, 3, "MEM") == 0 && name[3] >= '0' && name[3] <= '8') {
@@ -162,8 +160,8 @@ bool SNA_Parse(const uint8_t* data, size_t size, uint8_t runningModel, SNA_Image
         if (!image->ownState.empty()) {
             uint8_t model = image->ownState[4] & static_cast<uint8_t>(~CPC_TYPE_SPEED_BITS);
             if (ModelOfMachineType(model & CPC_TYPE_MODEL_MASK) == image->model &&
-                (model == CPC_MODEL_464 || model == CPC_MODEL_464_FDI ||
-                 model == CPC_MODEL_664 || model == CPC_MODEL_6128))
+                (model == CPC_MODEL_464 || model == CPC_MODEL_464_FDI || model == CPC_MODEL_664 ||
+                 model == CPC_MODEL_6128))
                 image->model = model;
         }
     }

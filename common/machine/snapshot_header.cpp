@@ -16,8 +16,8 @@ namespace {
 
 // Offsets of the header's fields.
 constexpr size_t kVersion = 0x10;
-constexpr size_t kF = 0x11, kA = 0x12, kC = 0x13, kB = 0x14, kE = 0x15, kD = 0x16;
-constexpr size_t kL = 0x17, kH = 0x18, kR = 0x19, kI = 0x1A, kIff1 = 0x1B, kIff2 = 0x1C;
+constexpr size_t kF = 0x11;  // then A, C, B, E, D, L, H
+constexpr size_t kR = 0x19, kI = 0x1A, kIff1 = 0x1B, kIff2 = 0x1C;
 constexpr size_t kIX = 0x1D, kIY = 0x1F, kSP = 0x21, kPC = 0x23, kIM = 0x25;
 constexpr size_t kAlternateF = 0x26;  // then A', C', B', E', D', L', H'
 constexpr size_t kGaPen = 0x2E, kGaInks = 0x2F, kGaConfig = 0x40, kRamConfig = 0x41;
@@ -65,7 +65,8 @@ uint8_t SNA_RamConfiguration() {
         bool same = true;
         for (int page = 0; page < 4; ++page) {
             uint8_t block = CPC_RAM_CONFIGURATIONS[config][page];
-            same = same && m.writeMap[page] == (block < 4 ? m.baseRam[block] : m.extraRam[block - 4]);
+            same =
+                same && m.writeMap[page] == (block < 4 ? m.baseRam[block] : m.extraRam[block - 4]);
         }
         if (same) return config;
     }

@@ -83,7 +83,8 @@ void Field(V& v, Z80_Pair& pair) {
 // The running flag, the stop reason and the breakpoints belong to the monitor.
 template <typename V>
 void Processor(V& v, Z80_State& z) {
-    for (Z80_Pair* pair : {&z.AF, &z.BC, &z.DE, &z.HL, &z.AF_, &z.BC_, &z.DE_, &z.HL_, &z.IX, &z.IY})
+    for (Z80_Pair* pair :
+         {&z.AF, &z.BC, &z.DE, &z.HL, &z.AF_, &z.BC_, &z.DE_, &z.HL_, &z.IX, &z.IY})
         Field(v, *pair);
     Field(v, z.PC), Field(v, z.SP), Field(v, z.I), Field(v, z.R), Field(v, z.IM);
     Field(v, z.IFF1), Field(v, z.IFF2), Field(v, z.time), Field(v, z.prefix);

@@ -197,14 +197,30 @@ uint8_t CommandTr(Z80_State*, const char* arguments) {
 }  // namespace
 
 const Dbg_Command DBG_COMMANDS[DBG_COMMAND_COUNT] = {
-    {"HELP", CommandHelp},   {"IL", CommandIl},         {"VID", CommandVid},
-    {"DR", CommandDr},       {"LD", CommandLd},         {"BRNOW", CommandBrNow},
-    {"BRC", CommandBrc},     {"BRD", CommandBrd},       {"BR", CommandBr},
-    {"PLAY", CommandPlay},   {"MEM", Dbg_CommandMem},   {"LOAD", Dbg_CommandLoad},
-    {"PCLOG", CommandPcLog}, {"RT", CommandRt},         {"DM", Dbg_CommandDm},
-    {"SB", Dbg_CommandSb},   {"FILL", Dbg_CommandFill}, {"REG", CommandReg},
-    {"RB", Dbg_CommandRb},   {"FB", Dbg_CommandFb},     {"PC", CommandPc},
-    {"TR", CommandTr},       {"SNAPSAVE", Dbg_CommandSnapSave}, {"SNAPLOAD", Dbg_CommandSnapLoad},
+    {"HELP", CommandHelp},
+    {"IL", CommandIl},
+    {"VID", CommandVid},
+    {"DR", CommandDr},
+    {"LD", CommandLd},
+    {"BRNOW", CommandBrNow},
+    {"BRC", CommandBrc},
+    {"BRD", CommandBrd},
+    {"BR", CommandBr},
+    {"PLAY", CommandPlay},
+    {"MEM", Dbg_CommandMem},
+    {"LOAD", Dbg_CommandLoad},
+    {"PCLOG", CommandPcLog},
+    {"RT", CommandRt},
+    {"DM", Dbg_CommandDm},
+    {"SB", Dbg_CommandSb},
+    {"FILL", Dbg_CommandFill},
+    {"REG", CommandReg},
+    {"RB", Dbg_CommandRb},
+    {"FB", Dbg_CommandFb},
+    {"PC", CommandPc},
+    {"TR", CommandTr},
+    {"SNAPSAVE", Dbg_CommandSnapSave},
+    {"SNAPLOAD", Dbg_CommandSnapLoad},
 };
 
 uint8_t Dbg_ExecuteCommand(Z80_State* state, const char* text) {

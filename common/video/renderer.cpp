@@ -328,8 +328,9 @@ uint8_t* PAL_GetFrameBuffer() {
 
 PAL_RendererPosition PAL_GetRendererPosition() {
     const RendererState& r = g_renderer;
-    auto offset = [&r](const uint8_t* at) {
-        return (at && r.frameBuffer) ? static_cast<int32_t>(at - r.frameBuffer) : -1;
+    auto offset = [](const uint8_t* at) {
+        const uint8_t* buffer = g_renderer.frameBuffer;
+        return (at && buffer) ? static_cast<int32_t>(at - buffer) : -1;
     };
     return {r.line.x,           offset(r.line.dest), offset(r.line.end), r.frameSkipCounter,
             r.frameCounter,     r.bytesPerLine,      r.lBorder,          r.rBorder};
