@@ -230,3 +230,26 @@ TEST_F(Shell, FramesAndSoundOfTheRunningMachine) {
 }
 
 }  // namespace
+
+TEST_F(Shell, SnapshotsOfAnotherModelAskAndSwitch) {
+    StartRunning();
+    const std::string path = ::testing::TempDir() + "shell_" + std::to_string(getpid()) + ".sna";
+    Shell_Command(CMD_PAUSE);
+    g_Machine.baseRam[1][0x1234] = 0x5A;  // held: no instruction runs
+    EXPECT_EQ(Shell_SaveSnapshot(path.c_str()), "");
+    Shell_Command(CMD_PAUSE);
+    Shell_Command(CMD_MODEL_464);
+    g_ui.answer = false;
+    EXPECT_EQ(Shell_LoadSnapshot(path.c_str()), "");
+    EXPECT_EQ(g_Shell.control.Type, CPC_MODEL_464) << "cancelled";
+    g_ui.answer = true;
+    EXPECT_EQ(Shell_LoadSnapshot(path.c_str()), "");
+    EXPECT_EQ(g_Shell.control.Type, CPC_MODEL_6128);
+    EXPECT_EQ(g_ui.questions, 3);
+    Shell_Command(CMD_PAUSE);
+    EXPECT_EQ(g_Machine.baseRam[1][0x1234], 0x5A);
+    std::ofstream(path, std::ios::trunc) << "MV - SNA";
+    EXPECT_EQ(Shell_LoadSnapshot(path.c_str()),
+              path + ": truncated: 8 bytes, where a snapshot's header alone has 256");
+    std::filesystem::remove(path);
+}
