@@ -77,7 +77,8 @@ TEST(RunnerOptions, BadUsageIsExplained) {
           "--frame-hashes|",
           "--monitor|FILL 4000 0100 00 00000000000000000000000000000000000000000",
           // A machine option after an action.
-          "--run-ms|5|--roms|x", "--run-ms|5|--realtime", "--run-ms|5|--keep-going"}) {
+          "--run-ms|5|--roms|x", "--run-ms|5|--realtime", "--run-ms|5|--keep-going",
+          "--run-ms|5|--snapshot|s.sna", "--save-snapshot|"}) {
         RunnerOptions options;
         EXPECT_EQ(Parse(line, options), RunnerParseResult::Error) << line;
     }
