@@ -97,7 +97,6 @@ uint32_t Step(Z80_State* state, uint32_t count, bool* fullRedraw, Slice* slice) 
 // A request the next pass must see: a reset, a stop or a pause.
 bool HostAsks(const EmulControl* control) {
     return control->resetRequest.load(std::memory_order_relaxed) ||
-           control->job.load(std::memory_order_relaxed) ||
            control->stopRequest.load(std::memory_order_acquire) ||
            control->pauseRequest.load(std::memory_order_acquire);
 }

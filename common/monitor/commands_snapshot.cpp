@@ -6,10 +6,17 @@
 
 namespace {
 
-// A message longer than the message row goes on over several rows.
-void LongMessage(const std::string& text) {
+// A message longer than the message row goes on over several rows, broken at a blank
+// where there is one.
+void LongMessage(std::string text) {
     constexpr size_t kRow = DBG_LINE_SIZE - 1;
-    for (size_t at = 0; at < text.size(); at += kRow) Dbg_Message(text.substr(at, kRow).c_str());
+    while (text.size() > kRow) {
+        size_t cut = text.rfind(' ', kRow);
+        if (cut == std::string::npos || cut == 0) cut = kRow;
+        Dbg_Message(text.substr(0, cut).c_str());
+        text.erase(0, text[cut] == ' ' ? cut + 1 : cut);
+    }
+    Dbg_Message(text.c_str());
 }
 
 }  // namespace
