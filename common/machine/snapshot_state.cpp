@@ -17,8 +17,10 @@ namespace {
 constexpr uint8_t kNoRamBlock = 0xFF;
 
 // Numbers go little-endian in as many bytes as their type has.
+// The counter reads nothing: the size is asked for on other threads too.
 struct Writer {
     static constexpr bool kLoading = false;
+    static constexpr bool kCounting = false;
     std::vector<uint8_t>* out;
     void Number(uint64_t& value, size_t bytes) {
         for (size_t i = 0; i < bytes; ++i) out->push_back(static_cast<uint8_t>(value >> (8 * i)));
@@ -27,6 +29,7 @@ struct Writer {
 
 struct Reader {
     static constexpr bool kLoading = true;
+    static constexpr bool kCounting = false;
     const uint8_t* at;
     void Number(uint64_t& value, size_t bytes) {
         value = 0;
@@ -36,6 +39,7 @@ struct Reader {
 
 struct Counter {
     static constexpr bool kLoading = false;
+    static constexpr bool kCounting = true;
     size_t bytes = 0;
     void Number(uint64_t&, size_t count) { bytes += count; }
 };
@@ -43,14 +47,15 @@ struct Counter {
 template <typename V, typename T>
 void Field(V& v, T& field) {
     static_assert(std::is_integral<T>::value, "numbers only");
-    uint64_t value = static_cast<uint64_t>(static_cast<std::make_unsigned_t<T>>(field));
+    uint64_t value = 0;
+    if (!V::kCounting) value = static_cast<uint64_t>(static_cast<std::make_unsigned_t<T>>(field));
     v.Number(value, sizeof(T));
     if (V::kLoading) field = static_cast<T>(static_cast<std::make_unsigned_t<T>>(value));
 }
 
 template <typename V>
 void Field(V& v, bool& field) {
-    uint64_t value = field ? 1 : 0;
+    uint64_t value = !V::kCounting && field ? 1 : 0;
     v.Number(value, 1);
     if (V::kLoading) field = value != 0;
 }
@@ -58,14 +63,14 @@ void Field(V& v, bool& field) {
 // Shared values are only read while saving: another thread may be writing them.
 template <typename V, typename T>
 void Field(V& v, PSG_Shared<T>& field) {
-    T value = field;
+    T value = V::kCounting ? T() : static_cast<T>(field);
     Field(v, value);
     if (V::kLoading) field = value;
 }
 
 template <typename V, typename T>
 void Field(V& v, std::atomic<T>& field) {
-    T value = field.load(std::memory_order_acquire);
+    T value = V::kCounting ? T() : field.load(std::memory_order_acquire);
     Field(v, value);
     if (V::kLoading) field.store(value, std::memory_order_release);
 }
@@ -97,7 +102,7 @@ void Crtc(V& v, CRTC_State& c) {
     Field(v, c.lineStartMA), Field(v, c.startAddress), Field(v, c.MA), Field(v, c.addressBlock);
     Field(v, c.byteOffset);
     uint8_t block = kNoRamBlock;
-    for (uint8_t i = 0; i < 4; ++i)
+    for (uint8_t i = 0; i < 4 && !V::kCounting; ++i)
         if (c.ramBlock && c.ramBlock == g_Machine.baseRam[i]) block = i;
     Field(v, block);
     if (V::kLoading) c.ramBlock = block < 4 ? g_Machine.baseRam[block] : nullptr;
@@ -151,8 +156,8 @@ template <typename V>
 void Machine(V& v, Z80_State& z, PAL_RendererPosition& renderer) {
     CPC_Machine& m = g_Machine;
     Processor(v, z);
-    uint16_t romConfig = m.memSelect;
-    uint8_t ramConfig = SNA_RamConfiguration();
+    uint16_t romConfig = V::kCounting ? 0 : m.memSelect;
+    uint8_t ramConfig = V::kCounting ? 0 : SNA_RamConfiguration();
     Field(v, romConfig), Field(v, ramConfig);
     if (V::kLoading) {
         CPC_SetRamConfig(ramConfig);
