@@ -121,8 +121,12 @@ void SNA_FillHeader(Z80_State* z, uint8_t* h) {
     h[kCrtcVcc] = c.VCC;
     h[kCrtcRa] = c.RA;
     h[kCrtcAdjust] = c.verticalAdjustCounter;
-    h[kCrtcHsync] = c.hsyncCountdown;
-    h[kCrtcVsync] = c.vsyncCountdown;
+    // The format counts the syncs' lines and characters up from their start.
+    const uint8_t vsyncWidth = (m.crtcType.load(std::memory_order_relaxed) == 0 && (c.R[3] >> 4))
+                                   ? static_cast<uint8_t>(c.R[3] >> 4)
+                                   : 16;
+    h[kCrtcHsync] = c.hsyncCountdown ? static_cast<uint8_t>((c.R[3] & 15) - c.hsyncCountdown) : 0;
+    h[kCrtcVsync] = c.vsyncCountdown ? static_cast<uint8_t>(vsyncWidth - c.vsyncCountdown) : 0;
     h[kCrtcFlags] = static_cast<uint8_t>((c.vsyncCountdown ? kFlagVsync : 0) |
                                          (c.hsyncCountdown ? kFlagHsync : 0) |
                                          ((c.status & CRTC_STATUS_VADJUST) ? kFlagAdjust : 0));
