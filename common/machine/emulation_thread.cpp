@@ -9,6 +9,7 @@
 #include "common/machine/machine.h"
 #include "common/monitor/breakpoints.h"
 #include "common/monitor/monitor.h"
+#include "common/tape/tape.h"
 
 namespace {
 
@@ -181,6 +182,7 @@ void Emul_RunLoop(Z80_State* state) {
             control->job.store(nullptr, std::memory_order_release);
             fullRedraw = true;
         }
+        TAPE_TakeRequests();
         if (control->stopRequest.load(std::memory_order_acquire)) break;
         uint8_t pause = control->pauseRequest.load(std::memory_order_acquire);
         control->paused.store(pause, std::memory_order_release);

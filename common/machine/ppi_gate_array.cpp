@@ -2,6 +2,7 @@
 // screen mode, ROM enables, interrupt counter reset, RAM banking).
 #include "common/machine/machine.h"
 #include "common/sound/psg.h"
+#include "common/tape/tape.h"
 #include "common/xtools/xtools.h"
 
 namespace {
@@ -11,8 +12,6 @@ constexpr uint8_t PSG_BUS_INACTIVE = 0;
 constexpr uint8_t PSG_BUS_READ = 1;
 constexpr uint8_t PSG_BUS_WRITE = 2;
 constexpr uint8_t PSG_BUS_SELECT = 3;
-
-constexpr uint8_t PPI_PORT_C_CASSETTE_BITS = 0x30;  // motor and write data
 
 uint8_t BusFunction(uint8_t portC) {
     return static_cast<uint8_t>(portC >> 6);
@@ -45,12 +44,16 @@ void PPI_out(uint8_t index, uint8_t value) {
                 case PSG_BUS_SELECT: PSG_Select(ppi.portA); break;
                 case PSG_BUS_INACTIVE: break;
             }
-            if (value & PPI_PORT_C_CASSETTE_BITS) CPC_StopOnUnsupportedPort();
+            TAPE_WritePortC(value);  // the cassette motor and write data
             break;
         case 3:
-            ppi.control = value;
-            if ((value & 0x80) == 0)
-                XT_Trace("* PPI_out(): PPI Control: Bit Set/Reset not supported");
+            if (value & 0x80) {
+                ppi.control = value;  // a mode: stored only
+            } else {
+                // Bit set/reset of port C: the firmware drives the cassette motor this way.
+                uint8_t bit = static_cast<uint8_t>(1 << ((value >> 1) & 7));
+                PPI_out(2, static_cast<uint8_t>((value & 1) ? ppi.portC | bit : ppi.portC & ~bit));
+            }
             break;
     }
 }
@@ -58,7 +61,7 @@ void PPI_out(uint8_t index, uint8_t value) {
 uint8_t PPI_in(uint8_t index) {
     switch (index & 3) {
         case 0: return g_Machine.ppi.portA;
-        case 1: return g_Machine.ppi.portB;
+        case 1: return g_Machine.ppi.portB | TAPE_ReadBit();  // bit 7: cassette data
         case 2: return g_Machine.ppi.portC;
         default: XT_Trace("* PPI_in(): Reading from Control: Invalid - Returning 0x00"); return 0;
     }

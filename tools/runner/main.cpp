@@ -18,6 +18,7 @@
 #include "tools/runner/runner_disks.h"
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
+#include "tools/runner/runner_tape.h"
 #include "tools/runner/screenshot.h"
 #include "tools/runner/wav_capture.h"
 
@@ -156,7 +157,8 @@ int SaveSnapshot(RunnerMachine& machine, const std::string& path) {
 }
 
 // Runs one action; returns an exit code, EXIT_DONE to go on.
-int RunAction(RunnerMachine& machine, const RunnerAction& action, WavCapture& wav) {
+int RunAction(RunnerMachine& machine, const RunnerOptions& options, const RunnerAction& action,
+              WavCapture& wav) {
     const uint64_t limit = action.milliseconds * MICROSECONDS_PER_MILLISECOND;
     switch (action.kind) {
         case RunnerActionKind::RunMs: return AfterRun(machine, Runner_Run(machine, limit), "");
@@ -186,7 +188,10 @@ int RunAction(RunnerMachine& machine, const RunnerAction& action, WavCapture& wa
         }
         case RunnerActionKind::Autorun: {
             std::string message;
-            switch (Runner_Autorun(machine, limit, message)) {
+            bool tape = !options.tape.empty() && options.disks[0].empty();
+            uint8_t type = options.type;
+            switch (tape ? Runner_AutorunTape(machine, type, limit, message)
+                         : Runner_Autorun(machine, limit, message)) {
                 case AutorunResult::Typed:
                     std::fprintf(stderr, "brallivane-run: autorun typed %s\n", message.c_str());
                     return EXIT_DONE;
@@ -273,6 +278,14 @@ int main(int argc, char** argv) {
         PAL_EjectAll();
         return Fail(error, EXIT_BAD_USAGE);
     }
+    std::string tapeWarning;
+    if (!Runner_InsertTape(options, error, tapeWarning)) {
+        Runner_ShutdownMachine(machine);
+        PAL_EjectAll();
+        return Fail(error, EXIT_BAD_USAGE);
+    }
+    if (!tapeWarning.empty())
+        std::fprintf(stderr, "brallivane-run: --tape: %s\n", tapeWarning.c_str());
 
     if (!options.snapshot.empty()) {
         SnapshotJob job{&options.snapshot, &snapshot, {}, false};
@@ -284,7 +297,7 @@ int main(int argc, char** argv) {
     int code = EXIT_DONE;
     auto wav = std::make_unique<WavCapture>();
     for (const RunnerAction& action : options.actions) {
-        code = RunAction(machine, action, *wav);
+        code = RunAction(machine, options, action, *wav);
         if (code == EXIT_DONE && !OutputWritten()) code = OutputFailed();
         if (code != EXIT_DONE) break;
     }
@@ -301,6 +314,10 @@ int main(int argc, char** argv) {
         if (!OutputWritten() && code == EXIT_DONE) code = OutputFailed();
     }
     Runner_ReportRepeatedStops(machine, stderr);
+    if (!Runner_FinishTapeRecording(options, error)) {
+        int failed = Fail(error, EXIT_BAD_USAGE);
+        if (code == EXIT_DONE) code = failed;
+    }
     Runner_ShutdownMachine(machine);
     PAL_EjectAll();
     if (frameHashes) {

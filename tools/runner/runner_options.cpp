@@ -46,6 +46,11 @@ const char* const HELP_TEXT =
     "  --settings FILE              settings file (created when missing): the disks it\n"
     "                               names are loaded at start, and a disk given here is\n"
     "                               written to it; without it no settings are used\n"
+    "  --tape FILE                  a CDT/TZX or CSW tape in the deck, PLAY pressed: it\n"
+    "                               moves while the firmware runs the motor\n"
+    "  --tape-record FILE           record what the machine writes to tape while the\n"
+    "                               motor runs (REC and PLAY pressed); written as a CDT\n"
+    "                               file when the runner ends\n"
     "  --realtime                   pace the machine to real time (actual speed on)\n"
     "  --snapshot FILE              start from a snapshot file (SNA) instead of a reset;\n"
     "                               a snapshot of another model switches to that model\n"
@@ -92,7 +97,9 @@ const char* const HELP_TEXT =
     "                               directory order); |CPM when there is none. A file\n"
     "                               is BASIC or binary by its AMSDOS header; a file\n"
     "                               without one is ASCII BASIC when named .BAS or\n"
-    "                               without extension, else not a program\n"
+    "                               without extension, else not a program. With --tape\n"
+    "                               and no disk: |TAPE (on the 664 and 6128), RUN\" and\n"
+    "                               the key the firmware asks for\n"
     "  --wav FILE                   from here on, write what a listener would hear to\n"
     "                               FILE (WAV, 44100 Hz, 16-bit stereo), taking the sound\n"
     "                               out at the real-time rate as the audio device does\n"
@@ -233,6 +240,14 @@ const OptionRow OPTIONS[] = {
          if (!NonEmpty("--snapshot", v, "a file name", e)) return false;
          o.snapshot = v;
          return true;
+     }},
+    {"--tape", OptionRole::Machine, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         return NonEmpty("--tape", v, "a file name", e) && (o.tape = v, true);
+     }},
+    {"--tape-record", OptionRole::Machine, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         return NonEmpty("--tape-record", v, "a file name", e) && (o.tapeRecord = v, true);
      }},
     {"--fast", OptionRole::Machine, false,
      [](RunnerOptions& o, const std::string&, std::string&) { return o.fast = true; }},

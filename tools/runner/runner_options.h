@@ -39,6 +39,8 @@ struct RunnerOptions {
     std::string disks[2];      // --disk-a, --disk-b: names for the drive slots, empty for none
     std::string settingsPath;  // --settings: empty for no settings file
     std::string snapshot;      // --snapshot: the file to start from, empty for a reset
+    std::string tape;          // --tape: the tape in the deck, PLAY down
+    std::string tapeRecord;    // --tape-record: the file recording goes to
     // Settings that may stand anywhere.
     bool bench = false;
     bool trace = true;           // trace records go to the trace library when it is present
