@@ -129,6 +129,13 @@ void PutCsw(std::vector<uint8_t>& out, const std::vector<uint64_t>& pulses) {
 
 std::vector<uint8_t> TAPE_EncodeRecording(const std::vector<uint64_t>& edges) {
     std::vector<uint8_t> out{'Z', 'X', 'T', 'a', 'p', 'e', '!', 0x1A, 1, 20};
+    // The silence before the first edge: the firmware lets the motor start before it writes,
+    // and waits as long before it reads, so the pilot must not move up to the tape's start.
+    uint64_t lead = edges.empty() ? 0 : (edges[0] + 500) / 1000;
+    if (lead > 0) {
+        out.push_back(0x20);
+        Put(out, lead > kMostPause ? kMostPause : lead, 2);
+    }
     std::vector<uint64_t> pulses;
     for (size_t i = 1; i < edges.size(); ++i) pulses.push_back(edges[i] - edges[i - 1]);
 

@@ -57,7 +57,9 @@ AutorunResult Runner_AutorunTape(RunnerMachine& machine, uint8_t type, uint64_t 
         message = "--autorun: the firmware did not ask for PLAY in time";
         return AutorunResult::RunEnded;
     }
-    if (!TypeText(machine, " ")) {
+    // The firmware empties the key buffer once the prompt shows.
+    constexpr uint64_t kAfterPrompt = 300000;
+    if (!Runner_Run(machine, kAfterPrompt) || !TypeText(machine, " ")) {
         message = "--autorun: the machine did not take the key in";
         return AutorunResult::RunEnded;
     }
