@@ -176,8 +176,6 @@ std::vector<uint64_t> TAPE_StopRecording() {
     d.recording = 0;
     std::vector<uint64_t> edges = std::move(g_Recorded);
     g_Recorded = {};
-    // The last level lasts until the tape stopped: end it with an edge so its length is kept.
-    if (!edges.empty() && edges.back() < d.recordTime) edges.push_back(d.recordTime);
     Publish(d);
     return edges;
 }

@@ -16,6 +16,7 @@ constexpr size_t kMostStrayPulses = 4;  // before the pilot, as the motor starts
 constexpr size_t kMostPilots = 65535;
 constexpr uint32_t kCswRate = 1000000;  // a sample per microsecond: the machine's own time
 constexpr uint32_t kMostPause = 65535;
+constexpr uint64_t kClosingPulse = 1000;
 
 void Put(std::vector<uint8_t>& out, uint64_t value, int bytes) {
     for (int i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(value >> (8 * i)));
@@ -157,6 +158,10 @@ std::vector<uint8_t> TAPE_EncodeRecording(const std::vector<uint64_t>& edges) {
         }
         i = end + 1;
     }
-    if (!raw.empty()) PutCsw(out, raw);
+    if (!raw.empty()) {
+        // A pulse after the last edge, so that it is played as an edge too.
+        raw.push_back(kClosingPulse);
+        PutCsw(out, raw);
+    }
     return out;
 }

@@ -41,7 +41,11 @@ struct Signal {
             full = true;
             return;
         }
-        image.edges.push_back(time);
+        // Two edges at one time cancel out, as when a stop or a set level meets a pulse.
+        if (!image.edges.empty() && image.edges.back() == time)
+            image.edges.pop_back();
+        else
+            image.edges.push_back(time);
         level ^= 1;
     }
     void Pulse(uint32_t length) {

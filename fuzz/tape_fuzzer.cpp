@@ -1,0 +1,35 @@
+// A tape file read as CDT/TZX or CSW, then played by the deck with the motor running,
+// with a seek to each block. Whatever the file says, reading must end, the edges must be
+// in order within the tape, and playing must stay inside them.
+#include <cstddef>
+#include <cstdint>
+
+#include "common/machine/machine.h"
+#include "common/tape/tape.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    TAPE_Image image;
+    std::string error;
+    if (!TAPE_ReadImage(data, size, image, error)) {
+        if (error.empty()) __builtin_trap();
+        return 0;
+    }
+    for (size_t i = 1; i < image.edges.size(); ++i)
+        if (image.edges[i] < image.edges[i - 1]) __builtin_trap();
+    if (!image.edges.empty() && image.edges.back() > image.length) __builtin_trap();
+    size_t blocks = image.blocks.size();
+    TAPE_Insert(std::move(image));
+    TAPE_SetPlaying(true);
+    TAPE_WritePortC(0x10);
+    for (size_t block = 0; block <= blocks && block < 64; ++block) {
+        TAPE_SeekBlock(block);
+        TAPE_SetPlaying(true);
+        for (int step = 0; step < 64; ++step) {
+            g_Machine.deviceTime += 1u << (step % 20);
+            TAPE_ReadBit();
+        }
+    }
+    TAPE_WritePortC(0);
+    TAPE_Eject();
+    return 0;
+}
