@@ -14,6 +14,7 @@
 
 #include "common/sound/psg.h"
 #include "common/sound/psg_sound_state.h"
+#include "common/tape/tape.h"
 #include "common/xtools/xtools.h"
 #include "desktop/shell.h"
 
@@ -53,6 +54,7 @@ void Queue(AudioOutput& a, int index) {
 // buffer of silence.
 void Refill(AudioOutput& a, int index) {
     uint32_t length = PSG_FillBuffer(a.buffers[index], SND_BUFFER_BYTES);
+    if (TAPE_Unpaced()) std::memset(a.buffers[index], 0, length);  // fast loading is silent
     if (length == 0) {
         std::memset(a.buffers[index], 0, SND_BUFFER_BYTES);
         length = SND_BUFFER_BYTES;

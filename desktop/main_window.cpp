@@ -18,6 +18,7 @@
 #include "common/host_services.h"
 #include "desktop/screen_widget.h"
 #include "desktop/shell.h"
+#include "desktop/tape_menu.h"
 
 namespace {
 
@@ -93,6 +94,7 @@ MainWindow::MainWindow(uint32_t zoom) : screen_(new ScreenWidget(zoom)) {
     setWindowTitle(SHELL_TITLE);
     setCentralWidget(screen_);
     BuildMenus();
+    TapeMenu_Install(this);
     layout()->setSizeConstraint(QLayout::SetFixedSize);
     move(0, 0);
     screen_->setFocus();

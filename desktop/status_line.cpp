@@ -4,6 +4,7 @@
 #include "common/host_services.h"
 #include "common/machine/machine.h"
 #include "common/sound/psg_sound_state.h"
+#include "common/tape/tape.h"
 #include "common/video/renderer.h"
 #include "desktop/shell.h"
 
@@ -41,6 +42,13 @@ StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY)
     uint16_t x = static_cast<uint16_t>(mouseX / zoom / 2);
     uint16_t y = static_cast<uint16_t>(mouseY / zoom / 2 + 6);
     fields.mouse = "(" + std::to_string(x) + ", " + std::to_string(y) + ")";
+    if (g_TapePublished.motorRunning.load(std::memory_order_relaxed)) {
+        // The tape counter takes the mouse's place while the tape moves.
+        uint32_t seconds = g_TapePublished.seconds.load(std::memory_order_relaxed);
+        std::string ss = std::to_string(seconds % 60);
+        fields.mouse =
+            "Tape " + std::to_string(seconds / 60) + ":" + (ss.size() < 2 ? "0" : "") + ss;
+    }
 
     PSG_SoundState& s = g_PsgSound;
     fields.full = Box(s.bufferHighIndicator);

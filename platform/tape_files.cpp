@@ -11,11 +11,22 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/ini_profile.h"
+#include "platform/settings_path.h"
+
 namespace {
 
 std::mutex g_Mutex;
 std::string g_TapePath;
 std::string g_Warning;
+std::vector<std::string> g_BlockNames;
+
+// The tape in the deck is remembered in the settings, as the disks are.
+void RememberTape(const std::string& path) {
+    std::string settings = PAL_GetSettingsPath();
+    if (!settings.empty())
+        PAL_WriteProfileString(PAL_SETTINGS_SECTION, "Tape", path.c_str(), settings.c_str());
+}
 // The files of the recordings armed and not yet written, oldest first.
 std::deque<std::string> g_RecordingPaths;
 std::string g_RecordingError;
@@ -94,7 +105,10 @@ std::string PAL_InsertTapeFile(const char* path) {
         std::lock_guard<std::mutex> lock(g_Mutex);
         g_TapePath = path;
         g_Warning = image->warning;
+        g_BlockNames.clear();
+        for (const TAPE_Block& block : image->blocks) g_BlockNames.push_back(block.name);
     }
+    RememberTape(path);
     TAPE_Post(TAPE_RequestKind::Insert, 0, image.release());
     return {};
 }
@@ -114,7 +128,9 @@ void PAL_EjectTape() {
         std::lock_guard<std::mutex> lock(g_Mutex);
         g_TapePath.clear();
         g_Warning.clear();
+        g_BlockNames.clear();
     }
+    RememberTape("");
     TAPE_Post(TAPE_RequestKind::Eject);
 }
 
@@ -131,4 +147,9 @@ void PAL_ArmTapeRecording(const char* path) {
 std::string PAL_TapeRecordingError() {
     std::lock_guard<std::mutex> lock(g_Mutex);
     return g_RecordingError;
+}
+
+std::vector<std::string> PAL_TapeBlockNames() {
+    std::lock_guard<std::mutex> lock(g_Mutex);
+    return g_BlockNames;
 }

@@ -5,6 +5,7 @@
 #include "common/machine/emulation.h"
 #include "common/machine/machine.h"
 #include "common/sound/psg_sound_state.h"
+#include "common/tape/tape.h"
 #include "common/xtools/xtools.h"
 
 namespace {
@@ -75,7 +76,8 @@ void Emul_Run(const EmulControl* control, Z80_State* state) {
     if (!g_pacing.available) return;
     const uint64_t device = state->machine->deviceTime;
     uint64_t now = PAL_QueryPerformanceCounter();
-    if (!control || !control->actualSpeed.load(std::memory_order_relaxed)) {
+    // Fast loading: a moving tape lets the machine run unpaced.
+    if (!control || !control->actualSpeed.load(std::memory_order_relaxed) || TAPE_Unpaced()) {
         Resynchronise(now, device);
         return;
     }

@@ -73,8 +73,18 @@ struct TAPE_Published {
     std::atomic<uint8_t> motorRunning{0};  // the tape moves (motor on, PLAY down)
     std::atomic<uint32_t> seconds{0};      // tape counter: position in seconds
     std::atomic<uint32_t> block{0};        // index of the block at the position
+    std::atomic<uint8_t> playing{0};       // PLAY is down
+    std::atomic<uint8_t> recording{0};
+    // Set by the host: while the tape moves the machine runs unpaced and silent.
+    std::atomic<uint8_t> fastLoading{1};
 };
 extern TAPE_Published g_TapePublished;
+
+// The machine may run unpaced now: fast loading is on and the tape moves.
+inline bool TAPE_Unpaced() {
+    return g_TapePublished.fastLoading.load(std::memory_order_relaxed) &&
+           g_TapePublished.motorRunning.load(std::memory_order_relaxed);
+}
 
 // Called by the PPI. The machine's device time is current at port accesses.
 uint8_t TAPE_ReadBit();

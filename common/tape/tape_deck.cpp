@@ -36,6 +36,8 @@ void Publish(const TAPE_Deck& d) {
     g_TapePublished.seconds.store(static_cast<uint32_t>(microseconds / 1000000),
                                   std::memory_order_relaxed);
     g_TapePublished.block.store(static_cast<uint32_t>(g_Block), std::memory_order_relaxed);
+    g_TapePublished.playing.store(d.playing, std::memory_order_relaxed);
+    g_TapePublished.recording.store(d.recording, std::memory_order_relaxed);
 }
 
 void Advance(TAPE_Deck& d) {

@@ -12,6 +12,7 @@
 #include "common/machine/emulation.h"
 #include "common/machine/machine.h"
 #include "common/machine/snapshot.h"
+#include "common/tape/tape.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
 #include "platform/settings_path.h"
@@ -278,6 +279,7 @@ int main(int argc, char** argv) {
         PAL_EjectAll();
         return Fail(error, EXIT_BAD_USAGE);
     }
+    if (options.realtime) g_TapePublished.fastLoading.store(0);  // real time asked for
     std::string tapeWarning;
     if (!Runner_InsertTape(options, error, tapeWarning)) {
         Runner_ShutdownMachine(machine);
