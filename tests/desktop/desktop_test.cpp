@@ -12,6 +12,7 @@
 #include "dsk_writer.h"
 #include "platform/ini_profile.h"
 #include "screen_reading.h"
+#include "tape_writer.h"
 #include "temp_folder.h"
 #include "x11_session.h"
 
@@ -198,6 +199,25 @@ TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
     SendKeys(program_.mainWindow,
              {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down", "Return"});
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB").empty(); }));
+}
+
+// A tape named by the settings is in the deck with PLAY down; at real speed (fast loading
+// off in the settings) the counter shows while it loads; the Tape menu ejects it.
+TEST_F(Desktop, TapeFromTheSettingsLoadsAndTheMenuEjectsIt) {
+    TempFolder folder;
+    std::vector<uint8_t> data(300);
+    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 13 + 5);
+    folder.Write("game.cdt", TestTapeCdt(TestTapeFile("GAME", 2, 0x4000, data)));
+    Start("[Settings]\nType=0\nFastTape=0\nTape=" + folder.File("game.cdt") + "\n");  // a 464
+    Type("MEMORY 16383:LOAD\"\"\n");
+    ASSERT_TRUE(WaitForCpcText("Press PLAY"));
+    Sleep(300);
+    Type(" ");
+    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 74, "Tape 0:0"); }));
+    EXPECT_TRUE(WaitForCpcText("Loading GAME block 1"));
+    Keep("tape");
+    SendKeys(program_.mainWindow, {"key", "alt+t", "sleep", "0.3", "key", "Down", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("Tape").empty(); }));
 }
 
 TEST_F(Desktop, SoundIsHeardInTheFileSdlWrites) {

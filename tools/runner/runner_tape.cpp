@@ -16,6 +16,9 @@ bool Runner_InsertTape(const RunnerOptions& options, std::string& error, std::st
             return false;
         }
         warning = image.warning;
+        // The tape's information blocks are told where the user sees them.
+        for (const std::string& text : image.texts)
+            warning += (warning.empty() ? "" : "\n") + std::string("the tape says: ") + text;
         TAPE_Insert(std::move(image));
         TAPE_SetPlaying(true);
     }

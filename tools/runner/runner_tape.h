@@ -9,7 +9,7 @@
 
 // With the machine held: puts the tape in the deck with PLAY down, and arms recording.
 // False with a message naming the file when the tape cannot be played; warning says
-// when it plays only up to a bad block.
+// when it plays only up to a bad block, and gives the tape's information texts.
 bool Runner_InsertTape(const RunnerOptions& options, std::string& error, std::string& warning);
 // With the machine held: ends recording and writes the file. False with a message.
 bool Runner_FinishTapeRecording(const RunnerOptions& options, std::string& error);
