@@ -11,6 +11,7 @@ constexpr char kSignature[] = "ZXTape!\x1A";
 constexpr size_t kHeaderSize = 10;
 constexpr uint32_t kTStatesPerMillisecond = 3500;
 constexpr size_t kCpcHeaderSize = 64;
+constexpr uint64_t kMostWork = 64u * 1024 * 1024;
 constexpr uint8_t kCpcHeaderSync = 0x2C;
 
 // The ZX Spectrum ROM's timings of block 0x10.
@@ -48,7 +49,18 @@ struct Signal {
             image.edges.push_back(time);
         level ^= 1;
     }
+    // Counts work that may make no edges (pulses of no length, samples at one level), so
+    // that a file looping over such blocks still ends.
+    uint64_t work = 0;
+    void Work(uint64_t amount) {
+        work += amount;
+        if (work > kMostWork) full = true;
+    }
+    void Repeat(uint32_t count, uint32_t length) {
+        for (uint32_t i = 0; i < count && !full; ++i) Pulse(length);
+    }
     void Pulse(uint32_t length) {
+        Work(1);
         if (length == 0) return;  // a pulse of no length would be two edges at one time
         Edge();
         time += length;
@@ -203,7 +215,7 @@ bool Player::Play(const FileBlock& block, std::string& name) {
             const uint8_t* bytes = b + 4;
             uint32_t count = Le(b + 2, 2);
             uint32_t pilots = (count > 0 && bytes[0] < 0x80) ? kRomHeaderPilots : kRomDataPilots;
-            for (uint32_t i = 0; i < pilots; ++i) signal_.Pulse(kRomPilot);
+            signal_.Repeat(pilots, kRomPilot);
             signal_.Pulse(kRomSync1);
             signal_.Pulse(kRomSync2);
             signal_.Bits(bytes, count, 8, kRomZero, kRomOne);
@@ -212,7 +224,7 @@ bool Player::Play(const FileBlock& block, std::string& name) {
             return true;
         }
         case 0x11: {
-            for (uint32_t i = 0, pilots = Le(b + 10, 2); i < pilots; ++i) signal_.Pulse(Le(b, 2));
+            signal_.Repeat(Le(b + 10, 2), Le(b, 2));
             signal_.Pulse(Le(b + 2, 2));
             signal_.Pulse(Le(b + 4, 2));
             uint32_t count = Le(b + 15, 3);
@@ -222,7 +234,7 @@ bool Player::Play(const FileBlock& block, std::string& name) {
             return true;
         }
         case 0x12:
-            for (uint32_t i = 0, count = Le(b + 2, 2); i < count; ++i) signal_.Pulse(Le(b, 2));
+            signal_.Repeat(Le(b + 2, 2), Le(b, 2));
             name = "tone";
             return true;
         case 0x13:
@@ -244,6 +256,7 @@ bool Player::Play(const FileBlock& block, std::string& name) {
                 for (int bit = 0; bit < bits; ++bit) {
                     signal_.SetLevel((b[8 + i] << bit & 0x80) ? 1 : 0);
                     signal_.time += perSample;
+                    signal_.Work(1);
                 }
             }
             signal_.Pause(Le(b + 2, 2));
@@ -267,6 +280,7 @@ bool Player::Play(const FileBlock& block, std::string& name) {
             }
             if (!TAPE_AppendCswPulses(pulses, count, rate, signal_.time, image_, signal_.time))
                 return Fail("its data ends inside a pulse");
+            signal_.Work(count);
             signal_.level = static_cast<uint8_t>(image_.initialLevel ^ (image_.edges.size() & 1));
             signal_.full = image_.edges.size() >= TAPE_MOST_EDGES;
             signal_.Pause(Le(b + 4, 2));
@@ -380,6 +394,7 @@ bool Player::Generalized(const uint8_t* b, size_t n) {
     size_t at = 14;
     auto symbol = [&](const uint8_t* table, uint32_t count, uint8_t pulses, uint32_t which) {
         if (which >= count) return false;
+        signal_.Work(1);
         const uint8_t* s = table + which * (1 + 2 * size_t{pulses});
         for (uint8_t p = 0; p < pulses; ++p) {
             uint32_t length = Le(s + 1 + 2 * p, 2);
