@@ -142,6 +142,8 @@ bool BodyLength(uint8_t id, const Reader& r, size_t& length) {
         case 0x33: return has(1) && (length = 1 + 3 * le(0, 1), true);
         case 0x35: return has(20) && (length = 20 + le(16, 4), true);
         case 0x5A: length = 9; return true;
+        case 0x34: length = 8; return true;                         // emulation information
+        case 0x40: return has(4) && (length = 4 + le(1, 3), true);  // snapshot
         default: return has(4) && (length = 4 + le(0, 4), true);
     }
 }
