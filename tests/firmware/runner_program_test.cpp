@@ -75,6 +75,18 @@ TEST(RunnerProgram, HelpAndBadUsage) {
     EXPECT_NE(late.err.find("--model is a machine option"), std::string::npos) << late.err;
 }
 
+TEST(RunnerProgram, ABadTapeIsNamedWithItsBlock) {
+    BlankMachine machine;
+    machine.Write("bad.cdt", std::string("ZXTape!\x1A\x01\x14\x11\x64", 12));
+    Result bad =
+        RunProgram(machine.Options() + "--tape " + machine.File("bad.cdt") + " --run-ms 1");
+    EXPECT_EQ(bad.code, 1);
+    EXPECT_NE(bad.err.find("--tape: " + machine.File("bad.cdt") +
+                           ": block 0 (ID 11) runs past the end of the file"),
+              std::string::npos)
+        << bad.err;
+}
+
 TEST(RunnerProgram, StartFailureNamesTheRomFile) {
     TempFolder roms;
     const std::string run = "--model 464 --roms " + roms.path.string() + " --run-ms 1";
