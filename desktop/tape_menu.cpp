@@ -41,7 +41,6 @@ bool Insert(QWidget* parent, const std::string& path) {
         return false;
     }
     if (!PAL_TapeWarning().empty()) Warn(parent, PAL_TapeWarning());
-    TAPE_Post(TAPE_RequestKind::Play);
     return true;
 }
 

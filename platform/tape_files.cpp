@@ -110,6 +110,7 @@ std::string PAL_InsertTapeFile(const char* path) {
     }
     RememberTape(path);
     TAPE_Post(TAPE_RequestKind::Insert, 0, image.release());
+    TAPE_Post(TAPE_RequestKind::Play);  // PLAY down: the firmware's motor now decides
     return {};
 }
 

@@ -13,10 +13,10 @@ bool PAL_ReadTapeFile(const std::string& path, TAPE_Image& image, std::string& e
 bool PAL_WriteTapeRecording(const std::string& path, const std::vector<uint64_t>& edges,
                             std::string& error);
 
-// Reads the file and hands the tape to the deck, remembering it in the settings file (from any
-// thread; the emulation thread takes it between instructions). Returns an error text, empty when
-// the tape goes in; a tape played only up to a bad block goes in, and PAL_TapeWarning then says
-// why.
+// Reads the file and hands the tape to the deck with PLAY down (from any thread; the
+// emulation thread takes it between instructions), remembering it in the settings file.
+// Returns an error text, empty when the tape goes in; a tape played only up to a bad block
+// goes in, and PAL_TapeWarning then says why.
 std::string PAL_InsertTapeFile(const char* path);
 std::string PAL_TapeWarning();
 // The file of the tape in the deck, empty for none; PAL_EjectTape forgets it.
