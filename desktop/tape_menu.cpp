@@ -108,6 +108,11 @@ void TapeMenu_Install(QMainWindow* window) {
     fast->setCheckable(true);
     QMenu* blocks = menu->addMenu(QStringLiteral("&Blocks"));
     QObject::connect(menu, &QMenu::aboutToShow, [=] {
+        // A recording that could not be written is told once, the next time the menu opens.
+        static std::string toldError;
+        std::string error = PAL_TapeRecordingError();
+        if (!error.empty() && error != toldError) Warn(window, error);
+        toldError = error;
         bool inserted = !PAL_TapePath().empty();
         eject->setEnabled(inserted);
         play->setEnabled(inserted);
