@@ -1,6 +1,7 @@
 // A tape file read as CDT/TZX or CSW, then played by the deck with the motor running,
 // with a seek to each block. Whatever the file says, reading must end, the edges must be
-// in order within the tape, and playing must stay inside them.
+// in order within the tape, playing must stay inside them, and the edges recorded as a CDT
+// file must read back.
 #include <cstddef>
 #include <cstdint>
 
@@ -17,6 +18,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 1; i < image.edges.size(); ++i)
         if (image.edges[i] < image.edges[i - 1]) __builtin_trap();
     if (!image.edges.empty() && image.edges.back() > image.length) __builtin_trap();
+    // The edges recorded again (in microseconds, as the deck records) must read back.
+    std::vector<uint64_t> recorded;
+    for (size_t i = 0; i < image.edges.size() && i < 100000; ++i)
+        recorded.push_back(image.edges[i] * 2 / 7);
+    std::vector<uint8_t> file = TAPE_EncodeRecording(recorded);
+    TAPE_Image again;
+    if (!TAPE_ReadImage(file.data(), file.size(), again, error) && recorded.size() > 1)
+        __builtin_trap();
     size_t blocks = image.blocks.size();
     TAPE_Insert(std::move(image));
     TAPE_SetPlaying(true);
