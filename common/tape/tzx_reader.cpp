@@ -185,17 +185,13 @@ bool Player::Walk(const std::vector<FileBlock>& blocks) {
     uint32_t visits = 0;
     while (next_ < blocks.size()) {
         size_t index = next_++;
-        if (++visits > TAPE_MOST_BLOCK_VISITS) {
-            error_ = "loops without end (block " + std::to_string(index) + ")";
-            return false;
-        }
-        if (signal_.full) {
-            error_ = "the tape is too long to play (block " + std::to_string(index) + ")";
-            return false;
-        }
+        if (++visits > TAPE_MOST_BLOCK_VISITS)
+            error_ = "loops without end";
+        else if (signal_.full)
+            error_ = "the tape is too long to play";
         TAPE_Block entry{
             blocks[index].id, signal_.time, static_cast<uint32_t>(image_.edges.size()), {}};
-        if (!Play(blocks[index], entry.name)) {
+        if (!error_.empty() || !Play(blocks[index], entry.name)) {
             char id[8];
             std::snprintf(id, sizeof id, "%02X", blocks[index].id);
             error_ = "block " + std::to_string(index) + " (ID " + id + "): " + error_;
