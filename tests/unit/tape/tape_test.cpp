@@ -1,5 +1,7 @@
 // Tape files read into edges (cases in blocks.txt), and the deck recording and playing a
 // long irregular signal through the PPI's cassette lines.
+#include "common/tape/tape.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -7,7 +9,6 @@
 #include <sstream>
 
 #include "common/machine/machine.h"
-#include "common/tape/tape.h"
 
 namespace {
 
