@@ -51,8 +51,16 @@ void PPI_out(uint8_t index, uint8_t value) {
                 ppi.control = value;  // a mode: stored only
             } else {
                 // Bit set/reset of port C: the firmware drives the cassette motor this way.
+                // Only a change of the PSG bus function starts a bus cycle again.
                 uint8_t bit = static_cast<uint8_t>(1 << ((value >> 1) & 7));
-                PPI_out(2, static_cast<uint8_t>((value & 1) ? ppi.portC | bit : ppi.portC & ~bit));
+                uint8_t portC =
+                    static_cast<uint8_t>((value & 1) ? ppi.portC | bit : ppi.portC & ~bit);
+                if (BusFunction(portC) != BusFunction(ppi.portC)) {
+                    PPI_out(2, portC);
+                } else {
+                    ppi.portC = portC;
+                    TAPE_WritePortC(portC);
+                }
             }
             break;
     }
