@@ -153,6 +153,7 @@ void Emul_RunLoop(Z80_State* state) {
     EmulControl* control = g_control;
     Z80_Reset(state);  // the first machine reset completes the memory map
     Emul_StartPacing(state);
+    Dbg_StartRunState(state);
     Slice slice{state->machine->deviceTime, EMUL_SLICE_MICROSECONDS};
     bool fullRedraw = true;
     for (;;) {
@@ -176,6 +177,10 @@ void Emul_RunLoop(Z80_State* state) {
             uint8_t running = state->running;
             Z80_Reset(state);
             state->running = running;
+            if (!running) {  // a running machine's panels are drawn when it stops
+                Dbg_ShowDisassembly(state, 1, 0);
+                fullRedraw = true;
+            }
         }
         if (auto job = control->job.load(std::memory_order_acquire)) {
             job(state, control->jobArgument);

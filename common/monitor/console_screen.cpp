@@ -105,7 +105,19 @@ void Dbg_PrintAt(int column, int row, const char* text) {
     const PAL_ConsoleOperations* console = PAL_GetConsole();
     if (!console || !text) return;
     if (column != -1) Dbg_GotoXY(column, row);
-    console->write(console->context, text);
+    // The console moves its cursor on a tab or a line break and scrolls past its last
+    // row; the panels are drawn once, so each character must take exactly one cell.
+    char cells[PAL_CONSOLE_COLUMNS + 1];
+    while (*text) {
+        size_t length = 0;
+        for (; length < PAL_CONSOLE_COLUMNS && text[length]; ++length) {
+            auto c = static_cast<unsigned char>(text[length]);
+            cells[length] = c < 32 ? ' ' : c > 126 ? '?' : static_cast<char>(c);
+        }
+        cells[length] = '\0';
+        console->write(console->context, cells);
+        text += length;
+    }
 }
 
 void Dbg_HexDigits(uint16_t value, int digits, char* out) {

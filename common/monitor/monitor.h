@@ -38,6 +38,9 @@ void Dbg_ShowMemory(Z80_State* state);
 void Dbg_ShowStack(Z80_State* state);
 // The status row; returns at once unless the running flag changed since last shown.
 void Dbg_ShowRunState(Z80_State* state);
+// A new run loop's status row: blank, as for a stopped machine, and the run rate counted
+// from this machine's time and the host's clock now, not from an earlier machine's.
+void Dbg_StartRunState(Z80_State* state);
 uint16_t Dbg_LastListedAddress();
 
 // --- Keyboard, messages and commands ------------------------------------------------

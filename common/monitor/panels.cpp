@@ -41,6 +41,13 @@ void WriteListingMarker(uint8_t row, const char* mark) {
     Dbg_PrintAt(DBG_LISTING_MARKER_COLUMN, DBG_LISTING_ROW + row, mark);
 }
 
+void ClearStatusRow() {
+    char blank[kStatusWidth + 1];
+    for (char& c : blank) c = ' ';
+    blank[kStatusWidth] = '\0';
+    Dbg_PrintAt(kStatusColumn, kStatusRow, blank);
+}
+
 }  // namespace
 
 void Dbg_ShowRegisters(Z80_State* state) {
@@ -142,10 +149,7 @@ void Dbg_ShowStack(Z80_State* state) {
 void Dbg_ShowRunState(Z80_State* state) {
     Dbg_Monitor& m = g_Monitor;
     if (state->running == m.shownRunning) return;
-    char blank[kStatusWidth + 1];
-    for (char& c : blank) c = ' ';
-    blank[kStatusWidth] = '\0';
-    Dbg_PrintAt(kStatusColumn, kStatusRow, blank);
+    ClearStatusRow();
     Dbg_PrintAt(kStatusColumn, kStatusRow, state->running ? "RUNNING" : "STOPPED");
     if (state->running) {
         m.runStartTime = state->time;
@@ -159,6 +163,14 @@ void Dbg_ShowRunState(Z80_State* state) {
         Dbg_PrintAt(kRateColumn, kStatusRow, text);
     }
     m.shownRunning = state->running;
+}
+
+void Dbg_StartRunState(Z80_State* state) {
+    Dbg_Monitor& m = g_Monitor;
+    ClearStatusRow();
+    m.shownRunning = 0;
+    m.runStartTime = state->time;
+    m.runStartTicks = PAL_GetTickCount();
 }
 
 uint16_t Dbg_LastListedAddress() {

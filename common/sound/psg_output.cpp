@@ -103,13 +103,13 @@ void PSG_SynthesizeBlock(uint8_t* buffer, uint32_t frames) {
                 v.counter -= kHalfCycle;
             }
         }
-        // Noise frequencies go up to 62500 Hz, above the 22050 one step per frame allows:
-        // the noise steps as often as the counter passes 22050, so the counter stays
-        // within 16 bits.
+        // The noise register steps once every 16 x NP microseconds, NOISE FREQUENCY times a
+        // second, up to 62500: above the 44100 one step per frame allows, so it steps as
+        // often as the counter passes a whole second's frames, and stays within 16 bits.
         noiseCounter += noiseFrequency;
-        while (noiseCounter >= kHalfCycle) {
+        while (noiseCounter >= PSG_FRAMES_PER_SECOND) {
             PSG_StepNoise(&shiftRegister, &noiseOutput);
-            noiseCounter -= kHalfCycle;
+            noiseCounter -= PSG_FRAMES_PER_SECOND;
         }
         uint16_t left = static_cast<uint16_t>(value[0] + value[1]);
         uint16_t right = static_cast<uint16_t>(value[1] + value[2]);
