@@ -23,3 +23,19 @@ poll:                       ; reads PPI port B over and over
         ld bc,0F500h        ; 0030
 again:  in a,(c)            ; 0033
         jr again            ; 0035
+
+        org 18h
+        ret                 ; 0018: what RST 18h calls
+
+        org 40h             ; stepped over one after the other
+        rst 18h             ; 0040: back at 0041 after the routine
+        ld b,2              ; 0041
+        djnz $              ; 0043: counted one byte long: the step ends on its offset,
+        jr $-1              ; 0045: where this jump lands (0044)
+        ld bc,2             ; 0047
+        ld de,8000h         ; 004A
+        ldir                ; 004D: two bytes long: the step ends at 004F
+        halt                ; 004F: with interrupts off the step ends at 0050
+        nop                 ; 0050: runs on to the output at 0023
+        nop                 ; 0051
+        jr badport          ; 0052

@@ -80,6 +80,11 @@ int RunMonitor(RunnerMachine& machine, const std::string& line, bool script) {
     if (!Runner_Monitor(machine, line, &messages))
         return Fail("the monitor did not answer \"" + line + "\"", EXIT_NO_MACHINE);
     for (const std::string& message : messages) std::printf("monitor: %s\n", message.c_str());
+    // A line the monitor took comes back first, from its first non-blank on; without it
+    // the line was lost, and an action that did nothing must not pass as done.
+    size_t first = line.find_first_not_of(' ');
+    if (first != std::string::npos && (messages.empty() || messages.front() != line.substr(first)))
+        return Fail("the monitor did not take \"" + line + "\"", EXIT_BAD_USAGE);
     for (const std::string& message : messages) {
         if (script && message == "Script not found")
             return Fail(

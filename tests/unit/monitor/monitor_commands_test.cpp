@@ -29,7 +29,7 @@ TEST_F(MonitorCommands, AnswerAndChangeTheMachine) {
     WriteFile(folder_ / "Files" / "small.bin", ProgramFile(0x4000, 10, 0, "12345"));
     WriteFile(folder_ / "Files" / "script.txt",
               "# set A\nREG A 42\n   # indented comment\n\nPLAY script.txt\nunknownword\r\n"
-              "IL 0010\r\n");
+              "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\tIL 0010\r\n# the end\n");
     PlaySession("commands.txt");
     EXPECT_EQ(Cpu().running, 0);
 }

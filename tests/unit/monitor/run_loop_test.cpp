@@ -32,6 +32,9 @@ TEST_F(RunLoop, PcLogLayoutAndStopRequest) {
         F11();
         if (step == 5) Enter("PCLOG ON");  // keeps the file and its count
     }
+    // Running, every instruction is logged too, up to the output that stops it.
+    Enter("PC 0050");
+    Keys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5});
     Enter("PCLOG OFF");
     Enter("PCLOG OFF");
     // After INC A at 000B the next instruction is at 000C, after JR at 000B again.
@@ -40,6 +43,7 @@ TEST_F(RunLoop, PcLogLayoutAndStopRequest) {
         if (entry == 16) expected += "\n";
         expected += entry % 2 ? "000C, " : "000B, ";
     }
+    expected += "\n0051, 0052, 0020, 0023, 0025, ";
     std::ifstream log("PCLog.txt", std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), expected);
 
@@ -76,6 +80,7 @@ TEST_F(RunLoop, PauseResetAndQuit) {
     reset();
     EXPECT_EQ(Cpu().PC, 0);
     EXPECT_EQ(Cpu().running, 0);
+    EXPECT_EQ(Row(12, 57), "PC 0000          |") << "the panels show the stopped machine's reset";
 
     // Esc ends the thread on its own, with the message to the main window.
     g_posted = 0;
