@@ -24,10 +24,10 @@ TEST_F(PsgRegisters, PeriodsOfTheTimeDrivenEngine) {
     EXPECT_EQ(g_PsgSound.channels[2].halfPeriod, 4095 * 8);
 
     Traces();
-    WriteRegister(6, 0x25);
-    EXPECT_EQ(g_PsgSound.noisePeriod, 5 * 16);
+    WriteRegister(6, 0x35);
+    EXPECT_EQ(g_PsgSound.noisePeriod, 21 * 16);
     EXPECT_EQ(Traces(),
-              (Records{"PSG_out(6,37): NoiseFreq: Bad value", "PSG_out(6,37): Period=5"}));
+              (Records{"PSG_out(6,53): NoiseFreq: Bad value", "PSG_out(6,53): Period=21"}));
 }
 
 TEST_F(PsgRegisters, ThreadDrivenEngineGetsFrequencies) {
@@ -45,11 +45,11 @@ TEST_F(PsgRegisters, ThreadDrivenEngineGetsFrequencies) {
     EXPECT_EQ(g_PsgSound.channels[1].frequency, 0) << "periods below 5 are silent";
 
     Traces();
-    WriteRegister(6, 0x05);
-    EXPECT_EQ(g_PsgSound.noiseFrequency, 12500);
+    WriteRegister(6, 0x15);
+    EXPECT_EQ(g_PsgSound.noiseFrequency, 62500 / 21);
     WriteRegister(6, 0x00);
     EXPECT_EQ(g_PsgSound.noiseFrequency, 0);
-    EXPECT_EQ(Traces(), (Records{"PSG_out(6,5): NoiseFreq, Freq=12500 (Period=5)",
+    EXPECT_EQ(Traces(), (Records{"PSG_out(6,21): NoiseFreq, Freq=2976 (Period=21)",
                                  "PSG_out(6,0): NoiseFreq, Freq=0 (Period=0)"}));
 }
 

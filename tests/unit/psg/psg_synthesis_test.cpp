@@ -70,25 +70,6 @@ TEST_F(PsgSynthesis, EnvelopeShapesStepOnceAPeriod) {
     EXPECT_EQ(g_PsgSound.channels[1].amplitude, PSG_BASE_VOLUME[5]) << "not in envelope mode";
 }
 
-TEST_F(PsgSynthesis, MixerGivesPlusOrMinusTheAmplitudeScaledByTheMaster) {
-    PSG_SetMasterVolume(12);
-    WriteRegister(7, 0x3F);  // nothing enabled: a channel with volume holds -amplitude
-    WriteRegister(9, 15);
-    Run(100);
-    for (Frame frame : TakeFrames()) EXPECT_EQ(frame, Frame(-2730, -2730));
-
-    WriteRegister(7, 0x1E);  // tone A with period 0 holds +amplitude; noise C with period 0 is off
-    WriteRegister(8, 15);
-    WriteRegister(10, 15);
-    Run(100);
-    for (Frame frame : TakeFrames()) EXPECT_EQ(frame, Frame(0, -5460));
-
-    PSG_SetMasterVolume(0);  // silent from the next volume write on
-    for (uint8_t reg : {8, 9, 10}) WriteRegister(reg, 15);
-    Run(100);
-    for (Frame frame : TakeFrames()) EXPECT_EQ(frame, Frame(0, 0));
-}
-
 TEST_F(PsgSynthesis, APeriodShorterThanTheStepTogglesEveryCall) {
     WriteRegister(0, 1);  // 8 microseconds a half period
     for (int call = 0; call < 4; ++call) {
@@ -170,30 +151,67 @@ TEST_F(PsgSynthesis, RingLevelFeedbackAndCopy) {
     EXPECT_EQ(g_PsgSound.sampleAccumulator, 69u * 44100 - 3000000);
 }
 
-TEST_F(PsgSynthesis, ThreadDrivenEngineBlocks) {
-    g_Machine.Type |= CPC_TYPE_THREAD_SOUND;
-    PSG_Init();
+// Both engines from the same register writes: the side each channel is heard on, the
+// mixer's plus or minus the amplitude, the envelope's start level, the noise rate (NP
+// above 15 too) and the mute flag.
+TEST_F(PsgSynthesis, BothEnginesMixAndStepTheNoiseAlike) {
+    struct Case {
+        uint8_t mixer, a, b, c, shape;  // volumes; an envelope shape, or 0xFF for none
+        Frame frame;
+    };
+    const Case cases[] = {
+        {0x3F, 15, 0, 0, 0xFF, {-10920, 0}},  // nothing enabled: -amplitude
+        {0x3F, 0, 15, 0, 0xFF, {-10920, -10920}},
+        {0x3F, 0, 0, 15, 0xFF, {0, -10920}},
+        {0x3E, 15, 0, 0, 0xFF, {10920, 0}},  // a tone of period 0: +amplitude
+        {0x3D, 0, 15, 0, 0xFF, {10920, 10920}},
+        {0x3B, 0, 0, 15, 0xFF, {0, 10920}},
+        {0x1F, 0, 0, 15, 0xFF, {0, -10920}},  // noise with period 0 is off
+        {0x3E, 0x10, 0, 0, 0, {10920, 0}},    // decay: level 15 until the first step
+        {0x3E, 0x10, 0, 0, 4, {0, 0}},        // attack: level 0
+    };
     uint8_t buffer[4096];
-    std::memset(buffer, 0x5A, sizeof buffer);
-    PSG_Mute();
-    EXPECT_EQ(PSG_FillBuffer(buffer, sizeof buffer), 4096u);
-    EXPECT_TRUE(std::all_of(buffer, buffer + 4096, [](uint8_t b) { return b == 0x5A; }));
-    PSG_Unmute();
-    EXPECT_EQ(PSG_FillBuffer(buffer, 100), 100u) << "whole frames of a smaller buffer";
-    EXPECT_EQ(buffer[100], 0x5A);
-
-    // No envelope steps here: shape 0 holds its start level 15, shape 4 its level 0.
-    WriteRegister(7, 0x3E);  // tone A, period 0: +amplitude
-    WriteRegister(11, 1);
-    WriteRegister(8, 0x10);
-    for (auto [shape, value] : {std::pair<uint8_t, int16_t>{0, 10920}, {4, 0}}) {
-        WriteRegister(13, shape);
-        for (int block = 0; block < 10; ++block) {
+    for (bool fastest : {false, true}) {
+        SCOPED_TRACE(fastest ? "Fastest" : "Best");
+        if (fastest) g_Machine.Type |= CPC_TYPE_THREAD_SOUND;
+        PSG_Init();
+        WriteRegister(12, 0xFF);  // an envelope step a second
+        for (const Case& c : cases) {
+            WriteRegister(7, c.mixer);
+            WriteRegister(8, c.a);
+            WriteRegister(9, c.b);
+            WriteRegister(10, c.c);
+            if (c.shape != 0xFF) WriteRegister(13, c.shape);
+            Run(100);
             std::vector<Frame> frames = TakeFrames();
-            ASSERT_EQ(frames.size(), 1024u);
-            for (Frame frame : frames) ASSERT_EQ(frame.first, value) << int(shape);
+            ASSERT_EQ(frames.size() == 1024, fastest) << int(c.mixer);
+            ASSERT_FALSE(frames.empty());
+            for (Frame frame : frames) ASSERT_EQ(frame, c.frame) << int(c.mixer);
         }
+
+        // One step every 16 x 25 microseconds: 58 in a block's 23220, the first at once.
+        const uint32_t start = g_PsgSound.noiseShiftRegister;
+        WriteRegister(6, 0x19);
+        if (fastest)
+            TakeFrames();
+        else
+            Run(23200);
+        uint32_t shiftRegister = start;
+        uint16_t output = 0;
+        int steps = 0;
+        for (; shiftRegister != g_PsgSound.noiseShiftRegister && steps < 1000; ++steps)
+            PSG_StepNoise(&shiftRegister, &output);
+        EXPECT_EQ(steps, fastest ? 58 : 59);
+
+        TakeFrames();
+        std::memset(buffer, 0x5A, sizeof buffer);
+        PSG_Mute();
+        Run(1000);
+        EXPECT_EQ(PSG_FillBuffer(buffer, sizeof buffer), fastest ? 4096u : 0u);
+        EXPECT_TRUE(std::all_of(buffer, buffer + 4096, [](uint8_t b) { return b == 0x5A; }));
+        PSG_Unmute();
     }
+    EXPECT_EQ(PSG_FillBuffer(buffer, 102), 100u) << "the whole frames of a smaller buffer";
 }
 
 TEST_F(PsgSynthesis, TheRingPassesWholeFramesBetweenTwoThreads) {
