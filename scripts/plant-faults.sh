@@ -2,6 +2,9 @@
 # Plants single faults in the code, one at a time, and checks that the tests catch each.
 #   scripts/plant-faults.sh                    every patch in tests/faults/
 #   scripts/plant-faults.sh FILE.patch ...     the patches named
+#   --debug          build without optimisation (quicker to build; in build-faults-debug/)
+#   --tests REGEX    run only the tests whose names match (ctest -R), to check a patch
+#                    against the tests meant to catch it
 # For each patch: apply it, build, run every test but the slow ones, report "caught"
 # (a test failed), "MISSED" (all passed) or "BROKEN" (the patch does not apply or the
 # code does not build), then take the patch out again. A patch named *.tsan.patch is
@@ -10,6 +13,14 @@
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
+build_type=RelWithDebInfo dir_suffix="" test_filter=()
+while [ $# -gt 0 ]; do
+    case "$1" in
+        --debug) build_type=Debug dir_suffix=-debug; shift ;;
+        --tests) test_filter=(-R "$2"); shift 2 ;;
+        *) break ;;
+    esac
+done
 patches=("$@")
 if [ ${#patches[@]} -eq 0 ]; then patches=(tests/faults/*.patch); fi
 for patch in "${patches[@]}"; do
@@ -23,15 +34,17 @@ restore() {
 trap 'restore; exit 130' INT TERM
 trap restore EXIT
 
-jobs=$(nproc)
+jobs=${JOBS:-$(nproc)}
 configured=()
 build_dir_for() {
     # Without profile-guided optimisation: its training boots the firmware, which a fault
     # may well prevent, and the build would fail before any test could.
-    local dir=build-faults options=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DBRALLIVANE_PGO=OFF)
+    local dir=build-faults$dir_suffix
+    local options=(-DCMAKE_BUILD_TYPE=$build_type -DBRALLIVANE_PGO=OFF)
     case "$1" in
-        *.tsan.patch) dir=build-faults-tsan options+=(-DBRALLIVANE_TSAN=ON) ;;
+        *.tsan.patch) dir=build-faults-tsan$dir_suffix options+=(-DBRALLIVANE_TSAN=ON) ;;
     esac
+    if command -v ccache >/dev/null; then options+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
     if [[ ! " ${configured[*]} " =~ " $dir " ]]; then
         cmake -S . -B "$dir" "${options[@]}" >/dev/null || return 1
         configured+=("$dir")
@@ -52,7 +65,7 @@ for patch in "${patches[@]}"; do
     if ! cmake --build "$dir" -j "$jobs" >"$dir/fault-build.log" 2>&1; then
         echo "BROKEN  $name (does not build, see $dir/fault-build.log)"
         broken=$((broken + 1))
-    elif TSAN_OPTIONS=halt_on_error=1 ctest --test-dir "$dir" -LE slow -j "$jobs" \
+    elif TSAN_OPTIONS=halt_on_error=1 ctest --test-dir "$dir" -LE slow -j "$jobs" "${test_filter[@]}" \
         >"$dir/fault-tests.log" 2>&1; then
         echo "MISSED  $name"
         missed=$((missed + 1))
