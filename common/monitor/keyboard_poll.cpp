@@ -63,11 +63,11 @@ bool ReadScriptLine(std::FILE* file, char* line) {
 bool TakeScriptLine(Z80_State* state, uint8_t* code) {
     Dbg_Monitor& m = g_Monitor;
     char* line = InputLine();
-    // Neither the end of the file nor a comment leaves anything on the input line: a
-    // count left behind would hide what is typed or played next.
     if (!ReadScriptLine(m.script, line)) {
         std::fclose(m.script);
         m.script = nullptr;
+        // The line just read is empty; a count left from a comment before it would hide
+        // whatever is typed or played next.
         m.inputLength = 0;
         return false;
     }
@@ -75,8 +75,6 @@ bool TakeScriptLine(Z80_State* state, uint8_t* code) {
     if (length > 0 && line[length - 1] == '\n') line[--length] = '\0';
     m.inputLength = static_cast<uint8_t>(length);
     if (*Dbg_SkipBlanks(line) == '#') {
-        line[0] = '\0';
-        m.inputLength = 0;
         *code = DBG_NONE;
         return true;
     }
