@@ -5,6 +5,7 @@
 #   --debug          build without optimisation (quicker to build; in build-faults-debug/)
 #   --tests REGEX    run only the tests whose names match (ctest -R), to check a patch
 #                    against the tests meant to catch it
+#   --targets "T..." build only these targets (those of the tests run)
 # For each patch: apply it, build, run every test but the slow ones, report "caught"
 # (a test failed), "MISSED" (all passed) or "BROKEN" (the patch does not apply or the
 # code does not build), then take the patch out again. A patch named *.tsan.patch is
@@ -13,11 +14,12 @@
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
-build_type=RelWithDebInfo dir_suffix="" test_filter=()
+build_type=RelWithDebInfo dir_suffix="" test_filter=() targets=()
 while [ $# -gt 0 ]; do
     case "$1" in
         --debug) build_type=Debug dir_suffix=-debug; shift ;;
         --tests) test_filter=(-R "$2"); shift 2 ;;
+        --targets) read -ra targets <<<"$2"; targets=(--target "${targets[@]}"); shift 2 ;;
         *) break ;;
     esac
 done
@@ -62,7 +64,7 @@ for patch in "${patches[@]}"; do
         continue
     fi
     applied=$patch
-    if ! cmake --build "$dir" -j "$jobs" >"$dir/fault-build.log" 2>&1; then
+    if ! cmake --build "$dir" -j "$jobs" "${targets[@]}" >"$dir/fault-build.log" 2>&1; then
         echo "BROKEN  $name (does not build, see $dir/fault-build.log)"
         broken=$((broken + 1))
     elif TSAN_OPTIONS=halt_on_error=1 ctest --test-dir "$dir" -LE slow -j "$jobs" "${test_filter[@]}" \
