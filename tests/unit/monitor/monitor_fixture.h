@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -56,34 +57,45 @@ class MonitorTest : public ::testing::Test {
 
     // The text of a console row from a column, trailing blanks removed.
     std::string Row(int row, int column = 0) {
-        std::string text = machine_.console.Row(row).substr(static_cast<size_t>(column));
+        return Trimmed(machine_.console.Row(row).substr(static_cast<size_t>(column)));
+    }
+    static std::string Trimmed(std::string text) {
         return text.erase(text.find_last_not_of(' ') + 1);
     }
-    // A row of the message area (0-7, the input line last), trailing blanks removed.
-    std::string MessageRow(int row) {
-        std::string text = machine_.console.Text(1, 31 + row, 54);
-        return text.erase(text.find_last_not_of(' ') + 1);
-    }
-    std::string InputLine() { return MessageRow(7); }
-    // The seven message rows above the input line, oldest first.
+    // The seven message rows above the input line, oldest first, trailing blanks removed.
     std::vector<std::string> Messages() {
         std::vector<std::string> rows;
-        for (int row = 0; row < 7; ++row) rows.push_back(MessageRow(row));
+        for (int row = 31; row < 38; ++row)
+            rows.push_back(Trimmed(machine_.console.Text(1, row, 54)));
         return rows;
     }
     // Plays a session file of this folder. An unindented line is typed as a command, or
-    // pressed when it names a key (<F5>, <F10>, <F11>). The indented lines below it check
-    // what follows: "@row,column text" a console cell that must start with the text,
-    // "=row,column text" one that must hold just that (trailing blanks left out), any other
-    // line the messages: a command's, after its echo, all of them; after a key, the last
-    // rows of the message area ("(none)": all seven empty). '#' starts a comment line.
+    // pressed as keys when it names one (<F1>, <F5>, <F10>, <F11>, <UP>, <DOWN>, <PGUP>,
+    // <PGDN>, <CR>, <BS>; its other characters are typed as they are). The indented lines
+    // below it check what follows: "@row,column text" a console cell that must start with
+    // the text, "=row,column text" the cells up to the next frame that must hold just that
+    // (trailing blanks left out), any other line the messages: a command's, after its
+    // echo, all of them; after keys, the last rows of the message area ("(none)": all
+    // seven empty). '#' starts a comment line.
     void PlaySession(const std::string& name) {
+        static const std::map<std::string, std::vector<uint8_t>> kKeys = {
+            {"F1", {PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F1}},
+            {"F5", {PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5}},
+            {"F10", {PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F10}},
+            {"F11", {PAL_KEY_EXTENDED_PREFIX, PAL_KEY_F11}},
+            {"UP", {PAL_KEY_EXTENDED_PREFIX, PAL_KEY_UP}},
+            {"DOWN", {PAL_KEY_EXTENDED_PREFIX, PAL_KEY_DOWN}},
+            {"PGUP", {PAL_KEY_EXTENDED_PREFIX, PAL_KEY_PAGE_UP}},
+            {"PGDN", {PAL_KEY_EXTENDED_PREFIX, PAL_KEY_PAGE_DOWN}},
+            {"CR", {PAL_KEY_ENTER}},
+            {"BS", {PAL_KEY_BACKSPACE}}};
         std::ifstream file(std::string(UNIT_TEST_DIR) + "/" + name);
         ASSERT_TRUE(file) << name;
         std::string line, typed = "<start>";
+        bool pressed = true;
         std::vector<std::string> messages, expected;
         auto compare = [&] {
-            if (typed[0] == '<') {
+            if (pressed) {
                 if (expected == std::vector<std::string>{"(none)"}) expected.assign(7, "");
                 messages = Messages();
                 messages.erase(messages.begin(),
@@ -98,22 +110,37 @@ class MonitorTest : public ::testing::Test {
                 compare();
                 typed = line;
                 expected.clear();
-                if (line == "<F5>" || line == "<F10>") {
-                    Keys({PAL_KEY_FUNCTION_PREFIX, line == "<F5>" ? PAL_KEY_F5 : PAL_KEY_F10});
-                } else if (line == "<F11>") {
-                    F11();
-                } else {
-                    messages = Enter(line);
-                    ASSERT_FALSE(messages.empty());
-                    EXPECT_EQ(messages.front(), line);
-                    messages.erase(messages.begin());
+                pressed = false;
+                std::vector<uint8_t> keys;
+                for (size_t at = 0; at < line.size(); ++at) {
+                    size_t end = line[at] == '<' ? line.find('>', at) : std::string::npos;
+                    auto key = kKeys.find(line.substr(at + 1, end - at - 1));
+                    if (end == std::string::npos || key == kKeys.end()) {
+                        keys.push_back(static_cast<uint8_t>(line[at]));
+                        continue;
+                    }
+                    keys.insert(keys.end(), key->second.begin(), key->second.end());
+                    at = end;
+                    pressed = true;
                 }
+                if (pressed) {
+                    Keys(keys);
+                    continue;
+                }
+                messages = Enter(line);
+                ASSERT_FALSE(messages.empty());
+                EXPECT_EQ(messages.front(), line);
+                messages.erase(messages.begin());
+                for (std::string& message : messages) message = Trimmed(message);
             } else if (line[4] == '@' || line[4] == '=') {
                 int row = 0, column = 0, length = 0;
                 ASSERT_EQ(std::sscanf(line.c_str() + 5, "%d,%d%n", &row, &column, &length), 2);
                 std::string text = line.substr(std::min(line.size(), size_t{6} + length));
                 std::string shown = Row(row, column);
-                if (line[4] == '@') shown = shown.substr(0, text.size());
+                if (line[4] == '@')
+                    shown = shown.substr(0, text.size());
+                else
+                    shown = Trimmed(shown.substr(0, shown.find('|', text.size())));
                 EXPECT_EQ(shown, text) << "after " << typed;
             } else {
                 expected.push_back(line.substr(4));
