@@ -73,10 +73,11 @@ class MonitorTest : public ::testing::Test {
     // pressed as keys when it names one (<F1>, <F5>, <F10>, <F11>, <UP>, <DOWN>, <PGUP>,
     // <PGDN>, <CR>, <BS>; its other characters are typed as they are). The indented lines
     // below it check what follows: "@row,column text" a console cell that must start with
-    // the text, "=row,column text" the cells up to the next frame that must hold just that
-    // (trailing blanks left out), any other line the messages: a command's, after its
-    // echo, all of them; after keys, the last rows of the message area ("(none)": all
-    // seven empty). '#' starts a comment line.
+    // the text; "=row,column text" the cells up to the next frame that must hold just that
+    // (trailing blanks left out); "%FILE text" a file of the run folder that must hold the
+    // text ("\n" a line break, trailing blanks left out); any other line the messages: a
+    // command's, after its echo, all of them; after keys, the last rows of the message area
+    // ("(none)": all seven empty). '#' starts a comment line.
     void PlaySession(const std::string& name) {
         static const std::map<std::string, std::vector<uint8_t>> kKeys = {
             {"F1", {PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F1}},
@@ -142,6 +143,14 @@ class MonitorTest : public ::testing::Test {
                 else
                     shown = Trimmed(shown.substr(0, shown.find('|', text.size())));
                 EXPECT_EQ(shown, text) << "after " << typed;
+            } else if (line[4] == '%') {
+                size_t space = line.find(' ', 5);
+                std::ifstream in(line.substr(5, space - 5), std::ios::binary);
+                std::string text = line.substr(space + 1),
+                            content(std::istreambuf_iterator<char>(in), {});
+                for (size_t at; (at = text.find("\\n")) != std::string::npos;)
+                    text.replace(at, 2, "\n");
+                EXPECT_EQ(Trimmed(content), Trimmed(text)) << "after " << typed;
             } else {
                 expected.push_back(line.substr(4));
             }

@@ -1,5 +1,6 @@
 // The run loop under the monitor's keys and the host's requests: stepping, breakpoints,
-// stop messages, the PC log, pause, reset, stop and quit, CPC time, and threads.
+// stop messages and the PC log (run_loop.txt), pause, reset, stop and quit, CPC time, and
+// threads.
 #include <pthread.h>
 #include <time.h>
 
@@ -20,39 +21,10 @@ void RecordPost(void*, uint32_t message) {
 
 }  // namespace
 
-TEST_F(RunLoop, StepsBreakpointsAndStops) {
+// The session in run_loop.txt.
+TEST_F(RunLoop, StepsBreakpointsStopsAndThePcLog) {
     PlaySession("run_loop.txt");
     EXPECT_EQ(Cpu().running, 0);
-}
-
-TEST_F(RunLoop, PcLogLayoutAndStopRequest) {
-    Enter("PC 000B");
-    Enter("PCLOG ON");
-    for (int step = 0; step < 31; ++step) {
-        F11();
-        if (step == 5) Enter("PCLOG ON");  // keeps the file and its count
-    }
-    // Running, every instruction is logged too, up to the output that stops it.
-    Enter("PC 0050");
-    Keys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5});
-    Enter("PCLOG OFF");
-    Enter("PCLOG OFF");
-    // After INC A at 000B the next instruction is at 000C, after JR at 000B again.
-    std::string expected;
-    for (int entry = 1; entry <= 31; ++entry) {
-        if (entry == 16) expected += "\n";
-        expected += entry % 2 ? "000C, " : "000B, ";
-    }
-    expected += "\n0051, 0052, 0020, 0023, 0025, ";
-    std::ifstream log("PCLog.txt", std::ios::binary);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(log), {}), expected);
-
-    // The host's stop request ends the thread without the quit message.
-    g_posted = 0;
-    machine_.control.postMessage = RecordPost;
-    Runner_ShutdownMachine(machine_);
-    EXPECT_EQ(machine_.control.ended.load(), 0);
-    EXPECT_EQ(g_posted, 0u);
 }
 
 TEST_F(RunLoop, PauseResetAndQuit) {
@@ -150,4 +122,11 @@ TEST_F(RunLoop, AStoppedMachineWaitsWithoutSpinning) {
     EXPECT_LT(used() - before, 100.0) << "milliseconds of processor time while stopped";
     EXPECT_EQ(Enter("REG A 7").front(), "REG A 7");  // and it still answers at once
     EXPECT_EQ(Cpu().AF.hi, 7);
+
+    // The host's stop request ends the thread without the quit message.
+    g_posted = 0;
+    machine_.control.postMessage = RecordPost;
+    Runner_ShutdownMachine(machine_);
+    EXPECT_EQ(machine_.control.ended.load(), 0);
+    EXPECT_EQ(g_posted, 0u);
 }
