@@ -106,13 +106,13 @@ void Dbg_PrintAt(int column, int row, const char* text) {
     if (!console || !text) return;
     if (column != -1) Dbg_GotoXY(column, row);
     // The console moves its cursor on a tab or a line break and scrolls past its last
-    // row; the panels are drawn once, so each character must take exactly one cell.
+    // row; the panels are drawn once, so a control character takes one blank cell.
     char cells[PAL_CONSOLE_COLUMNS + 1];
     while (*text) {
         size_t length = 0;
         for (; length < PAL_CONSOLE_COLUMNS && text[length]; ++length) {
             auto c = static_cast<unsigned char>(text[length]);
-            cells[length] = c < 32 ? ' ' : c > 126 ? '?' : static_cast<char>(c);
+            cells[length] = c < 32 ? ' ' : static_cast<char>(c);
         }
         cells[length] = '\0';
         console->write(console->context, cells);
