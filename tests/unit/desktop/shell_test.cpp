@@ -168,6 +168,9 @@ TEST_F(Shell, CommandsOnTheRunningMachine) {
     g_ui.answer = true;
     Shell_Command(CMD_MODEL_464);
     EXPECT_EQ(g_Machine.Type, CPC_MODEL_464) << "restarted as a 464";
+    // The new machine's status row starts blank, with no run rate left from the old one.
+    ASSERT_TRUE(console_.WaitUntilIdle(10000));
+    EXPECT_EQ(console_.Text(0, 40, 75), std::string(75, ' '));
     EXPECT_EQ(Setting("Type"), "0");
     Shell_Command(CMD_FASTEST);
     EXPECT_EQ(Setting("Type"), "48");
