@@ -116,6 +116,14 @@ TEST(RunnerProgram, StopsIntoTheMonitorOrKeepsGoing) {
     EXPECT_EQ(going.out.find("stop: PC="), std::string::npos) << going.out;
     EXPECT_NE(going.err.find("stop: reason 4 at PC=4003 happened "), std::string::npos)
         << going.err;
+
+    // A script whose last line is a comment leaves the monitor ready for the next one.
+    machine.Write("a.txt", "REG A 12\n# the end");
+    machine.Write("b.txt", "REG B 34\n");
+    Result scripts = RunProgram(machine.Options() + "--monitor-script " + machine.File("a.txt") +
+                                " --monitor-script " + machine.File("b.txt"));
+    EXPECT_EQ(scripts.code, 0) << scripts.err;
+    EXPECT_NE(scripts.out.find("monitor: REG B 34"), std::string::npos) << scripts.out;
 }
 
 TEST(RunnerProgram, OutputThatCannotBeWrittenFails) {
