@@ -6,6 +6,7 @@
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QPainter>
+#include <algorithm>
 
 #include "desktop/qt_keys.h"
 
@@ -25,7 +26,10 @@ ConsoleWindow::ConsoleWindow() {
     cellWidth_ = metrics.horizontalAdvance(QLatin1Char('M'));
     cellHeight_ = metrics.height();
     ascent_ = metrics.ascent();
-    setFixedSize(cellWidth_ * PAL_CONSOLE_COLUMNS, cellHeight_ * PAL_CONSOLE_ROWS);
+    // Resizable: the grid, font and all, is drawn to fit (see paintEvent).
+    QSize grid(cellWidth_ * PAL_CONSOLE_COLUMNS, cellHeight_ * PAL_CONSOLE_ROWS);
+    resize(grid);
+    setMinimumSize(grid / 2);
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
@@ -53,6 +57,11 @@ void ConsoleWindow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), kBackground);
     painter.setPen(kText);
+    // The font follows the window's size, the same scale both ways so that it keeps its
+    // shape.
+    double scale = std::min(double(width()) / (cellWidth_ * PAL_CONSOLE_COLUMNS),
+                            double(height()) / (cellHeight_ * PAL_CONSOLE_ROWS));
+    if (scale != 1.0) painter.scale(scale, scale);
     std::vector<std::string> rows = grid_.Rows();
     for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
         QString text = QString::fromLatin1(rows[row].data(), static_cast<int>(rows[row].size()));

@@ -14,6 +14,7 @@ class ConsoleWindow : public QWidget {
     ConsoleWindow();
     // Install with PAL_SetConsole; valid as long as this window.
     const PAL_ConsoleOperations* Operations() const { return grid_.Operations(); }
+    MemoryConsole* Grid() { return &grid_; }
 
    signals:
     void closed();

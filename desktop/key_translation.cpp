@@ -93,8 +93,13 @@ void Win32_TranslateKey(uint32_t virtualKey, uint32_t lParam, uint8_t pressed) {
     }
     if (virtualKey == VK_SHIFT) {
         PSG_KeyEvent(PSG_KEY_SHIFT, pressed);
-        // The held key now types another character: the CPC key follows it.
-        TranslateThroughLayout(g_lastVirtualKey, g_lastScanCode, 1);
+        // The held key now types another character: on a press the CPC key follows it. A
+        // typist lets go of Shift a moment before the symbol key, so on a release the
+        // held character has only been let go, and nothing new is typed.
+        if (pressed)
+            TranslateThroughLayout(g_lastVirtualKey, g_lastScanCode, 1);
+        else
+            g_lastVirtualKey = g_lastScanCode = 0;
         return;
     }
     if (pressed) {

@@ -8,18 +8,22 @@
 #include <QApplication>
 #include <QGuiApplication>
 #include <QMessageBox>
+#include <QScreen>
 #include <algorithm>
 #include <memory>
 #include <new>
 
 #include "common/host_console.h"
 #include "common/host_services.h"
+#include "common/sound/psg.h"
 #include "common/video/renderer.h"
 #include "desktop/console_window.h"
+#include "desktop/key_backlog.h"
 #include "desktop/key_translation.h"
 #include "desktop/main_window.h"
 #include "desktop/screen_widget.h"
 #include "desktop/shell.h"
+#include "desktop/window_placement.h"
 #include "desktop/xkb_layout.h"
 #include "platform/settings_path.h"
 
@@ -35,16 +39,28 @@ void OnFrame() {
     if (ScreenWidget* screen = g_screen.load(std::memory_order_acquire)) screen->FrameReady();
 }
 
+// Boxes are modal to the main window only: the monitor window takes its keys meanwhile.
 bool ConfirmReset() {
-    return QMessageBox::warning(g_window, SHELL_CAPTION, "This will reset the emulator.",
-                                QMessageBox::Ok | QMessageBox::Cancel) == QMessageBox::Ok;
+    QMessageBox box(QMessageBox::Warning, SHELL_CAPTION, "This will reset the emulator.",
+                    QMessageBox::Ok | QMessageBox::Cancel, g_window);
+    box.setWindowModality(Qt::WindowModal);
+    return box.exec() == QMessageBox::Ok;
 }
 
 void ShowMessage(const char* text, const char* caption, ShellMessage kind) {
     QMessageBox box(kind == ShellMessage::Error ? QMessageBox::Critical : QMessageBox::Warning,
                     caption, text, QMessageBox::Ok, g_window);
-    if (kind == ShellMessage::Error && *Shell_StartProblem())
-        box.setInformativeText(QString::fromStdString(Shell_StartProblem()) + "\n\n" + kRomHelp);
+    box.setWindowModality(Qt::WindowModal);
+    if (kind == ShellMessage::Error) {
+        // The thread that failed to start has posted its end; closing the window for it
+        // would take this box away before the user has read it.
+        if (g_window)
+            QCoreApplication::removePostedEvents(g_window,
+                                                 static_cast<QEvent::Type>(EMUL_MSG_ENDED));
+        if (*Shell_StartProblem())
+            box.setInformativeText(QString::fromStdString(Shell_StartProblem()) + "\n\n" +
+                                   kRomHelp);
+    }
     box.exec();
 }
 
@@ -71,6 +87,17 @@ class KeymapWatch : public QAbstractNativeEventFilter {
     }
 };
 
+// Beside the main window where the screen has room, else below, else over it.
+void PlaceMonitor(const QWidget& window, QWidget& console) {
+    QRect screen = window.screen()->availableGeometry();
+    QRect main = window.frameGeometry();
+    int x = 0, y = 0;
+    Place_Monitor({screen.x(), screen.y(), screen.width(), screen.height()},
+                  {main.x(), main.y(), main.width(), main.height()}, console.width(),
+                  console.height(), &x, &y);
+    console.move(x, y);
+}
+
 xcb_connection_t* X11Connection() {
     auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
     return x11 ? x11->connection() : nullptr;
@@ -83,7 +110,9 @@ int main(int argc, char** argv) {
     app.setWindowIcon(QIcon(QStringLiteral(":/icons/brallivane.png")));
     PAL_InitVideoTables();
     PAL_InitSettingsPath();
+    Shell_FixRomDirectory();
     Shell_ReadSettings();
+    PSG_SetKeySender(KeyBacklog_Send);
 
     std::unique_ptr<uint8_t[]> frameBuffer(new (std::nothrow) uint8_t[PAL_FRAME_BUFFER_SIZE]);
     if (!frameBuffer) {
@@ -110,7 +139,7 @@ int main(int argc, char** argv) {
     window.Win32_UpdateMenu();
     window.show();
     window.raise();
-    console.move(window.frameGeometry().right() + 1, 0);  // beside the main window
+    PlaceMonitor(window, console);
     QObject::connect(&console, &ConsoleWindow::closed, &window, &QWidget::close);
 
     PAL_SetConsole(console.Operations());
@@ -118,6 +147,7 @@ int main(int argc, char** argv) {
     PAL_SetRepaintHandler(OnFrame);
     g_Shell.control.mainWindow = &window;
     g_Shell.control.postMessage = MainWindow::PostMessage;
+    g_Shell.monitorConsole = console.Grid();
 
     if (Win32_StartEmulation()) app.exec();
     Win32_StopEmulation();
@@ -128,7 +158,9 @@ int main(int argc, char** argv) {
     PAL_SetConsole(nullptr);
     PAL_SetFrameBuffer(nullptr);
     g_window = nullptr;
+    g_Shell.monitorConsole = nullptr;
+    PSG_SetKeySender(nullptr);
     Xkb_Unload();
     SDL_Quit();
-    return 0;
+    return g_Shell.startFailed ? 1 : 0;
 }

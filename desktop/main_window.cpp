@@ -13,7 +13,9 @@
 #include <QLayout>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QTimer>
 #include <QVBoxLayout>
+#include <string>
 
 #include "common/host_services.h"
 #include "desktop/screen_widget.h"
@@ -23,7 +25,7 @@
 namespace {
 
 constexpr int kSeparator = 0;
-constexpr const char* kVersionTemplate = "Brallivane for Windows v. %1%2";
+constexpr const char* kVersionTemplate = "Brallivane for Linux v. %1%2";
 
 struct MenuItem {
     const char* text;
@@ -57,10 +59,16 @@ const std::vector<Popup>& Menus() {
           {"CRTC type 0", CMD_CRTC_0, kNone},
           {nullptr, kSeparator, kNone},
           {"Offset screen Left\tCtrl+F8", CMD_OFFSET_LEFT, Qt::CTRL | Qt::Key_F8},
-          {"Offset screen &Right\tCtrl+F9", CMD_OFFSET_RIGHT, Qt::CTRL | Qt::Key_F9}}},
+          {"Offset screen &Right\tCtrl+F9", CMD_OFFSET_RIGHT, Qt::CTRL | Qt::Key_F9},
+          {nullptr, kSeparator, kNone},
+          {"&Zoom 1", CMD_ZOOM_1, kNone},
+          {"Zoom &2", CMD_ZOOM_1 + 1, kNone},
+          {"Zoom &3", CMD_ZOOM_1 + 2, kNone},
+          {"Zoom &4", CMD_ZOOM_1 + 3, kNone}}},
         {"&Emulation",
          {{"&Reset\tF2", CMD_RESET, QKeyCombination(Qt::Key_F2)},
           {"Pause\tF3", CMD_PAUSE, QKeyCombination(Qt::Key_F3)},
+          {"R&un\tCtrl+F5", CMD_RUN, Qt::CTRL | Qt::Key_F5},
           {nullptr, kSeparator, kNone},
           {"Actual Speed\tF9", CMD_ACTUAL_SPEED, QKeyCombination(Qt::Key_F9)},
           {nullptr, kSeparator, kNone},
@@ -85,7 +93,8 @@ const std::vector<Popup>& Menus() {
 const std::vector<std::vector<int>> kRadioGroups = {
     {CMD_MODEL_464, CMD_MODEL_464_FDI, CMD_MODEL_664, CMD_MODEL_6128},
     {CMD_CRTC_1, CMD_CRTC_0},
-    {CMD_BEST, CMD_FASTEST}};
+    {CMD_BEST, CMD_FASTEST},
+    {CMD_ZOOM_1, CMD_ZOOM_1 + 1, CMD_ZOOM_1 + 2, CMD_ZOOM_1 + 3}};
 const int kChecks[] = {CMD_PAUSE, CMD_ACTUAL_SPEED, CMD_SOUND};
 
 }  // namespace
@@ -98,11 +107,15 @@ MainWindow::MainWindow(uint32_t zoom) : screen_(new ScreenWidget(zoom)) {
     layout()->setSizeConstraint(QLayout::SetFixedSize);
     move(0, 0);
     screen_->setFocus();
+    QDir files(QStringLiteral("../Files"));
+    filesFolder_ = files.exists() ? files.absolutePath() : QDir::currentPath();
 }
 
 void MainWindow::BuildMenus() {
     for (const Popup& popup : Menus()) {
         QMenu* menu = menuBar()->addMenu(QString::fromUtf8(popup.title));
+        // Keys typed after a menu closes go to the CPC again, not to the menu bar.
+        connect(menu, &QMenu::aboutToHide, this, &MainWindow::FocusScreenLater);
         for (const MenuItem& item : popup.items) {
             if (item.command == kSeparator) {
                 menu->addSeparator();
@@ -136,6 +149,21 @@ void MainWindow::Win32_UpdateMenu() {
     actions_[CMD_ACTUAL_SPEED]->setChecked(marks.actualSpeed);
     actions_[CMD_PAUSE]->setChecked(marks.paused);
     actions_[CMD_SOUND]->setChecked(marks.sound);
+    actions_[CMD_ZOOM_1 + static_cast<int>(g_Shell.zoom) - 1]->setChecked(true);
+}
+
+void MainWindow::FocusScreenLater() {
+    QTimer::singleShot(0, this, [this] {
+        if (!QApplication::activePopupWidget() && !QApplication::activeModalWidget())
+            screen_->setFocus();
+    });
+}
+
+void MainWindow::SetZoom(uint32_t zoom) {
+    if (zoom < 1 || zoom > SHELL_MAX_ZOOM) return;
+    g_Shell.zoom = zoom;
+    screen_->SetZoom(zoom);
+    Shell_WriteSetting("Zoom", zoom);
 }
 
 void MainWindow::Command(int command) {
@@ -146,17 +174,29 @@ void MainWindow::Command(int command) {
         case CMD_LOAD_SNAPSHOT: SnapshotDialog(true); break;
         case CMD_SAVE_SNAPSHOT: SnapshotDialog(false); break;
         case CMD_EXIT: close(); break;
-        default: Shell_Command(command); break;
+        default:
+            if (command >= CMD_ZOOM_1 && command < CMD_ZOOM_1 + SHELL_MAX_ZOOM)
+                SetZoom(static_cast<uint32_t>(command - CMD_ZOOM_1 + 1));
+            else
+                Shell_Command(command);
+            break;
     }
     Win32_UpdateMenu();
+    FocusScreenLater();
 }
 
 void MainWindow::Win32_InsertDiskDialog(int drive) {
     QString title = QStringLiteral("Load Disk Image for drive [%1]").arg(QChar('A' + drive));
-    QString name = QFileDialog::getOpenFileName(this, title, QDir::currentPath(),
-                                                QStringLiteral("CPC Disk Image (*.dsk)"), nullptr,
-                                                QFileDialog::DontUseNativeDialog);
-    if (name.isEmpty()) return;
+    // The folder of the disk in that drive, else the disk folder of the run directory.
+    QString folder = filesFolder_;
+    std::string loaded = PAL_GetDrivePath(drive);
+    if (!loaded.empty()) folder = QFileInfo(QFile::decodeName(loaded.c_str())).absolutePath();
+    QFileDialog dialog(this, title, folder, QStringLiteral("CPC Disk Image (*.dsk)"));
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    dialog.setWindowModality(Qt::WindowModal);  // the monitor window stays usable
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return;
+    QString name = dialog.selectedFiles().first();
     // The current directory follows the dialog to the chosen file's folder.
     QDir::setCurrent(QFileInfo(name).absolutePath());
     QByteArray path = QFile::encodeName(name);
@@ -188,6 +228,7 @@ void MainWindow::SnapshotDialog(bool load) {
 void MainWindow::About() {
     QDialog dialog(this);
     dialog.setWindowTitle(QStringLiteral("About"));
+    dialog.setWindowModality(Qt::WindowModal);
     auto* layout = new QVBoxLayout(&dialog);
     layout->addWidget(new QLabel(QString::fromLatin1(kVersionTemplate)
                                      .arg(QStringLiteral(BRALLIVANE_FILE_VERSION))

@@ -25,6 +25,9 @@ class MainWindow : public QMainWindow {
 
    private:
     void BuildMenus();
+    // After a menu or dialog: keys go to the CPC again once no popup or dialog is open.
+    void FocusScreenLater();
+    void SetZoom(uint32_t zoom);
     void Command(int command);
     void Win32_InsertDiskDialog(int drive);
     void SnapshotDialog(bool load);
@@ -32,4 +35,5 @@ class MainWindow : public QMainWindow {
 
     ScreenWidget* screen_;
     std::map<int, QAction*> actions_;
+    QString filesFolder_;  // ../Files/ as it was at start
 };

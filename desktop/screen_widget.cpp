@@ -10,6 +10,7 @@
 
 #include "common/video/renderer.h"
 #include "desktop/frame_exchange.h"
+#include "desktop/key_backlog.h"
 #include "desktop/key_translation.h"
 #include "desktop/qt_keys.h"
 #include "desktop/status_line.h"
@@ -26,8 +27,7 @@ constexpr int kBoxUp = 2;
 
 ScreenWidget::ScreenWidget(uint32_t zoom)
     : zoom_(zoom), activityIcon_(QStringLiteral(":/icons/disk-activity.png")) {
-    setFixedSize(static_cast<int>(PAL_SCREEN_WIDTH * zoom_),
-                 static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_) + STATUS_HEIGHT);
+    SetZoom(zoom);
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -39,6 +39,18 @@ ScreenWidget::ScreenWidget(uint32_t zoom)
     image_ = QImage(Frame_Latest(&fresh), PAL_SCREEN_WIDTH, PAL_FRAME_ROWS * 2, PAL_SCREEN_WIDTH,
                     QImage::Format_Indexed8);
     image_.setColorTable(colours);
+    backlogTimer_.setInterval(10);
+    connect(&backlogTimer_, &QTimer::timeout, this, [this] {
+        if (KeyBacklog_Drain() == 0) backlogTimer_.stop();
+    });
+}
+
+void ScreenWidget::SetZoom(uint32_t zoom) {
+    zoom_ = zoom;
+    setFixedSize(static_cast<int>(PAL_SCREEN_WIDTH * zoom_),
+                 static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_) + STATUS_HEIGHT);
+    PAL_RequestStatusRefresh();
+    update();
 }
 
 void ScreenWidget::FrameReady() {
@@ -86,9 +98,12 @@ void ScreenWidget::PaintStatus(QPainter& painter) {
     painter.setBackground(kTextBackground);
     int textTop = top + kTextDown;
     int textHeight = STATUS_HEIGHT - kTextDown;
+    // Each field ends where the next begins: a long disk name is cut with an ellipsis.
     auto text = [&](int left, int fieldRight, const std::string& value, int flags) {
-        painter.drawText(QRect(left, textTop, fieldRight - left, textHeight), flags,
-                         QString::fromStdString(value));
+        QString shown = QFontMetrics(painter.font())
+                            .elidedText(QString::fromStdString(value), Qt::ElideRight,
+                                        fieldRight - left - STATUS_FIELD_GAP);
+        painter.drawText(QRect(left, textTop, fieldRight - left, textHeight), flags, shown);
     };
     int leftTop = Qt::AlignLeft | Qt::AlignTop;
     // An unpaced machine can run at "12345.6 %", wider than the field before the mouse
@@ -101,14 +116,18 @@ void ScreenWidget::PaintStatus(QPainter& painter) {
         narrow.setPixelSize(std::max(6, STATUS_FONT_PIXELS * speedRoom / speedWidth));
         painter.setFont(narrow);
     }
-    text(STATUS_SPEED_X, STATUS_MOUSE_X, fields.speed, leftTop);
+    painter.drawText(QRect(STATUS_SPEED_X, textTop, speedRoom + 2, textHeight), leftTop, speed);
     painter.setFont(font);
     if (fields.drives) {
-        if (!fields.driveA.empty()) text(STATUS_DRIVE_A_X, right, fields.driveA, leftTop);
-        if (!fields.driveB.empty()) text(STATUS_DRIVE_B_X, right, fields.driveB, leftTop);
+        if (!fields.driveA.empty())
+            text(STATUS_DRIVE_A_X, STATUS_DRIVE_B_X, fields.driveA, leftTop);
+        if (!fields.driveB.empty())
+            text(STATUS_DRIVE_B_X, STATUS_FULL_BOX_X, fields.driveB, leftTop);
         if (fields.activity) painter.drawPixmap(STATUS_ICON_X, top + 2, 16, 16, activityIcon_);
     }
-    text(STATUS_MOUSE_X, right, fields.mouse, leftTop);
+    text(STATUS_MOUSE_X, fields.drives ? STATUS_DRIVE_A_X : STATUS_FULL_BOX_X, fields.mouse,
+         leftTop);
+    if (fields.joystick) text(STATUS_JOYSTICK_X, right, STATUS_JOYSTICK, leftTop);
 
     textTop -= kBoxUp;
     auto box = [&](int left, StatusBox colour, const char* letter, int flags) {
@@ -122,7 +141,8 @@ void ScreenWidget::PaintStatus(QPainter& painter) {
     };
     box(STATUS_FULL_BOX_X, fields.full, "F", Qt::AlignHCenter | Qt::AlignTop);
     box(STATUS_EMPTY_BOX_X, fields.empty, "E", leftTop);
-    text(STATUS_CORRECTION_X, right, fields.correction, leftTop);
+    text(STATUS_CORRECTION_X, fields.joystick ? STATUS_JOYSTICK_X : right, fields.correction,
+         leftTop);
 }
 
 void ScreenWidget::Key(QKeyEvent* event, bool pressed) {
@@ -130,7 +150,13 @@ void ScreenWidget::Key(QKeyEvent* event, bool pressed) {
     if (key.system) return;
     uint32_t mask = Qt_ModifiersAfter(event, pressed);
     Xkb_SetModifiers(mask & 0xFF, (mask >> 13) & 3);
+    bool joystick = Key_JoystickMode();
     Win32_TranslateKey(key.virtualKey, key.lParam, pressed ? 1 : 0);
+    if (Key_JoystickMode() != joystick) {
+        PAL_RequestStatusRefresh();
+        update();
+    }
+    if (KeyBacklog_Drain() != 0 && !backlogTimer_.isActive()) backlogTimer_.start();
 }
 
 void ScreenWidget::keyPressEvent(QKeyEvent* event) {

@@ -3,6 +3,7 @@
 // below it, and the keys and mouse moves that arrive there.
 #include <QImage>
 #include <QPixmap>
+#include <QTimer>
 #include <QWidget>
 #include <atomic>
 
@@ -10,6 +11,8 @@ class ScreenWidget : public QWidget {
     Q_OBJECT
    public:
     explicit ScreenWidget(uint32_t zoom);
+    // The picture's scale, 1 to 4; the window follows.
+    void SetZoom(uint32_t zoom);
     // Emulation thread, at the end of every frame: never blocks.
     void FrameReady();
 
@@ -29,6 +32,7 @@ class ScreenWidget : public QWidget {
     QImage image_;
     QPixmap activityIcon_;
     std::atomic<bool> framePending_{false};
+    QTimer backlogTimer_;  // hands on keys that did not fit the key queue
     uint32_t mouseX_ = 0;
     uint32_t mouseY_ = 0;
 };

@@ -3,13 +3,18 @@
 #include "desktop/shell.h"
 
 #include <cctype>
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <system_error>
 
 #include "common/host_services.h"
 #include "common/machine/machine.h"
+#include "common/video/renderer.h"
 #include "desktop/audio_output.h"
+#include "desktop/key_backlog.h"
 #include "platform/ini_profile.h"
+#include "platform/memory_console.h"
 #include "platform/rom_files.h"
 #include "platform/settings_path.h"
 
@@ -36,7 +41,30 @@ unsigned ReadFlag(const char* key, unsigned defaultValue) {
     return value <= 1 ? value : defaultValue;
 }
 
+// The start failed: the message box gets the reason, and so does standard error.
+bool StartFailed(std::string problem) {
+    g_startProblem = std::move(problem);
+    g_Shell.startFailed = true;
+    std::fprintf(stderr, "Brallivane: Unable to start the Emulation. %s\n", g_startProblem.c_str());
+    g_Shell.ui.showMessage("Unable to start the Emulation.", SHELL_CAPTION, ShellMessage::Error);
+    return false;
+}
+
+// A Type whose model is none of the four comes from the settings file: say where.
+std::string DescribeStartProblem(uint8_t type) {
+    if (Shell_MenuMarks().model != 0) return PAL_DescribeRomProblem(type);
+    return "The key Type=" + std::to_string(type) + " in the settings file " +
+           PAL_GetSettingsPath() +
+           " names no model (0 464, 128 464+FDI, 129 664, 194 6128; 48 more for Fastest).";
+}
+
 }  // namespace
+
+void Shell_FixRomDirectory() {
+    std::error_code error;
+    std::filesystem::path folder = std::filesystem::absolute(PAL_GetRomDirectory(), error);
+    if (!error) PAL_SetRomDirectory(folder.lexically_normal().c_str());
+}
 
 void Shell_ReadSettings() {
     EmulControl& control = g_Shell.control;
@@ -48,6 +76,7 @@ void Shell_ReadSettings() {
     g_Shell.soundEnabled = ReadFlag("Sound", 0);
     unsigned zoom = ReadSetting("Zoom", 1);
     g_Shell.zoom = zoom >= 1 && zoom <= SHELL_MAX_ZOOM ? zoom : 1;
+    g_Shell.autoStart = ReadFlag("AutoStart", 0);
     std::string path = PAL_GetSettingsPath();
     path.copy(control.settingsPath, sizeof control.settingsPath - 1);
 }
@@ -67,28 +96,31 @@ bool Win32_StartEmulation() {
     control.ended.store(0);
     control.paused.store(0);
     control.stopRequest.store(0);
+    control.running.store(0);
+    KeyBacklog_Clear();  // the new machine starts with an empty key queue
     if (g_Shell.thread.joinable()) g_Shell.thread.join();  // one that ended on its own
     try {
         g_Shell.thread = std::thread(Emul_ThreadMain, &control);
     } catch (const std::system_error&) {
         // No thread: reported as a machine that could not start.
-        g_startProblem = "the emulation thread could not be created";
-        g_Shell.ui.showMessage("Unable to start the Emulation.", SHELL_CAPTION,
-                               ShellMessage::Error);
-        return false;
+        return StartFailed("the emulation thread could not be created");
     }
     PAL_WaitEvent(&g_Shell.startedEvent);
     if (control.ended.load(std::memory_order_acquire)) {
         PAL_WaitEvent(&g_Shell.stoppedEvent);
         g_Shell.thread.join();
-        g_startProblem = PAL_DescribeRomProblem(control.Type);
-        g_Shell.ui.showMessage("Unable to start the Emulation.", SHELL_CAPTION,
-                               ShellMessage::Error);
-        return false;
+        return StartFailed(DescribeStartProblem(control.Type));
     }
     g_startProblem.clear();
     Win32_SndOpen();  // without a device the machine runs silent
+    if (g_Shell.autoStart) Shell_RunMachine();
+    PAL_RequestStatusRefresh();
     return true;
+}
+
+void Shell_RunMachine() {
+    if (g_Shell.control.running.load(std::memory_order_acquire) || !g_Shell.monitorConsole) return;
+    g_Shell.monitorConsole->PushKeys({PAL_KEY_FUNCTION_PREFIX, PAL_KEY_F5});
 }
 
 void Win32_StopEmulation() {

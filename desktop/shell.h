@@ -41,6 +41,8 @@ enum ShellCommand : int {
     CMD_LOAD_SNAPSHOT = 140,
     CMD_SAVE_SNAPSHOT = 141,
     CMD_SOUND = 40018,
+    CMD_RUN = 40019,
+    CMD_ZOOM_1 = 40021,  // to CMD_ZOOM_1 + SHELL_MAX_ZOOM - 1
 };
 
 enum class ShellMessage { Error, Warning };
@@ -57,6 +59,8 @@ struct ShellUi {
     void (*quit)();
 };
 
+class MemoryConsole;
+
 struct ShellState {
     EmulControl control;
     PAL_Event startedEvent;
@@ -65,12 +69,18 @@ struct ShellState {
     uint32_t fastest = 0;  // the speed mode the menu shows and the next model change uses
     uint32_t soundEnabled = 0;
     uint32_t zoom = 1;
+    uint32_t autoStart = 0;  // set the machine running after every start
+    bool startFailed = false;
+    MemoryConsole* monitorConsole = nullptr;  // where Run types the monitor's F5
     ShellUi ui{};
 };
 
 extern ShellState g_Shell;
 
-// Reads Type, Speed, CRTC, Sound and Zoom from the settings file (PAL_InitSettingsPath
+// Makes the ROM folder absolute, so that a later change of the current directory (the
+// open-file dialog) does not move it; call once at start.
+void Shell_FixRomDirectory();
+// Reads Type, Speed, CRTC, Sound, Zoom and AutoStart from the settings file (PAL_InitSettingsPath
 // first); a missing or unreadable key takes its default.
 void Shell_ReadSettings();
 // Writes one key of the settings file as decimal text.
@@ -82,8 +92,11 @@ void Shell_WriteSetting(const char* key, unsigned value);
 bool Win32_StartEmulation();
 // Stops a running emulation thread (audio output closed first) and waits for its end.
 void Win32_StopEmulation();
-// Why the last start failed, for the message box's details ("" when unknown).
+// Why the last start failed, for the message box's details ("" when unknown). It is
+// also written to standard error.
 const char* Shell_StartProblem();
+// Sets a stopped machine running, as F5 in the monitor does.
+void Shell_RunMachine();
 
 // The menu commands; true when the command is one of the shell's.
 bool Shell_Command(int command);

@@ -91,6 +91,7 @@ bool Shell_Command(int command) {
         case CMD_BEST:
         case CMD_FASTEST: Win32_SelectSpeedMode(command); break;
         case CMD_SOUND: ToggleSound(); break;
+        case CMD_RUN: Shell_RunMachine(); break;
         default: return false;
     }
     return true;

@@ -6,6 +6,7 @@
 #include "common/sound/psg_sound_state.h"
 #include "common/tape/tape.h"
 #include "common/video/renderer.h"
+#include "desktop/key_translation.h"
 #include "desktop/shell.h"
 
 namespace {
@@ -29,6 +30,8 @@ StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY)
     if (zoom == 0) zoom = 1;
     if (g_Shell.control.paused.load(std::memory_order_acquire)) {
         fields.speed = "PAUSE";
+    } else if (!g_Shell.control.running.load(std::memory_order_acquire)) {
+        fields.speed = STATUS_STOPPED;
     } else {
         uint32_t figure = PAL_GetSpeedFigure();
         fields.speed = std::to_string(figure / 10) + "." + std::to_string(figure % 10) + " %";
@@ -41,6 +44,7 @@ StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY)
     }
     uint16_t x = static_cast<uint16_t>(mouseX / zoom / 2);
     uint16_t y = static_cast<uint16_t>(mouseY / zoom / 2 + 6);
+    fields.joystick = Key_JoystickMode();
     fields.mouse = "(" + std::to_string(x) + ", " + std::to_string(y) + ")";
     if (g_TapePublished.motorRunning.load(std::memory_order_relaxed)) {
         // The tape counter takes the mouse's place while the tape moves.

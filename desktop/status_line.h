@@ -1,7 +1,7 @@
 #pragma once
-// What the status line below the picture shows: the speed or "PAUSE", the disks in the
+// What the status line below the picture shows: the speed, "PAUSE" or "STOP", the disks in the
 // drives, the disk activity, the mouse position in CPC screen terms, the sound pacing
-// indicators and the average speed correction.
+// indicators, the average speed correction and the joystick mode.
 #include <cstdint>
 #include <string>
 
@@ -18,6 +18,10 @@ constexpr int STATUS_FULL_BOX_X = 424;
 constexpr int STATUS_EMPTY_BOX_X = 444;
 constexpr int STATUS_BOX_WIDTH = 16;
 constexpr int STATUS_CORRECTION_X = 468;
+constexpr int STATUS_JOYSTICK_X = 520;
+constexpr int STATUS_FIELD_GAP = 4;  // a clipped field ends this far before the next
+constexpr const char* STATUS_STOPPED = "STOP";
+constexpr const char* STATUS_JOYSTICK = "Joystick";
 
 enum class StatusBox { Grey, Orange, Red };
 
@@ -29,6 +33,7 @@ struct StatusFields {
     std::string mouse;
     StatusBox full, empty;
     std::string correction;
+    bool joystick;  // F11's joystick mode is on
 };
 
 // The fields for the next paint of the status line. Starts a new measuring interval: the

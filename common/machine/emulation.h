@@ -31,6 +31,7 @@ struct EmulControl {
     std::atomic<uint8_t> actualSpeed{0};  // 1: pace the machine to real time
     std::atomic<uint8_t> ended{0};        // start-up failed, or the monitor quit
     std::atomic<uint8_t> paused{0};       // the pause request as the run loop last saw it
+    std::atomic<uint8_t> running{0};      // the processor's running flag, as last seen
     char settingsPath[EMUL_SETTINGS_PATH_SIZE] = {};
     // A job the host hands to the thread (Emul_RunOnThread); none while null.
     std::atomic<void (*)(Z80_State*, void*)> job{nullptr};

@@ -10,6 +10,7 @@
 #include "common/monitor/breakpoints.h"
 #include "common/monitor/monitor.h"
 #include "common/tape/tape.h"
+#include "common/video/renderer.h"
 
 namespace {
 
@@ -191,6 +192,11 @@ void Emul_RunLoop(Z80_State* state) {
         if (control->stopRequest.load(std::memory_order_acquire)) break;
         uint8_t pause = control->pauseRequest.load(std::memory_order_acquire);
         control->paused.store(pause, std::memory_order_release);
+        if (control->running.load(std::memory_order_relaxed) != state->running) {
+            control->running.store(state->running, std::memory_order_release);
+            PAL_RequestStatusRefresh();  // the status line says whether the machine runs
+            PAL_RequestRepaint();
+        }
 
         if ((state->running && !pause) || singleStep) {
             // Until the monitor next looks at its keyboard, a pass would do nothing but

@@ -29,7 +29,10 @@ int TraceTime() {
 }
 
 void ClearKeyboardMatrix() {
-    for (uint8_t& row : Psg().keyboardMatrix) row = 0xFF;
+    PSG_State& psg = Psg();
+    for (uint8_t& row : psg.keyboardMatrix) row = 0xFF;
+    for (uint8_t& row : psg.unreadChanges) row = 0;
+    psg.feedsWaitingForRead = 0;
 }
 
 void ClearKeyTranslator() {
@@ -154,7 +157,9 @@ uint8_t PSG_Read(uint8_t portC) {
     PSG_State& psg = Psg();
     // The keyboard is sampled at the read, not continuously.
     if (psg.selectedRegister == KEYBOARD_REGISTER) {
-        psg.registers[KEYBOARD_REGISTER] = psg.keyboardMatrix[portC & 0x0F];
+        uint8_t row = portC & 0x0F;
+        psg.registers[KEYBOARD_REGISTER] = psg.keyboardMatrix[row];
+        if (row < PSG_KEYBOARD_ROWS) psg.unreadChanges[row] = 0;
     }
     return psg.registers[psg.selectedRegister];
 }

@@ -33,6 +33,10 @@ struct PSG_State {
     uint32_t feedCountdown;                         // microseconds to the next feed
     uint8_t releasedThisFeed[PSG_KEYBOARD_ROWS];    // bits released in the current feed
     uint8_t notPressedThisFeed[PSG_KEYBOARD_ROWS];  // bits not pressed in the current feed
+    // Bits changed by the feed that no read of their row has seen yet: the key's next
+    // event waits for that read, so a short press is never lost and two are seen as two.
+    uint8_t unreadChanges[PSG_KEYBOARD_ROWS];
+    uint8_t feedsWaitingForRead;  // gives up on a row the program never reads
 
     // Key translator, used by the user-interface thread; the emulation thread clears it
     // at machine start and reset.
@@ -91,6 +95,12 @@ constexpr uint8_t PSG_KEY_POUND = 0xA3;
 void PSG_KeyEvent(uint8_t keyCode, uint8_t pressed);
 // One matrix event into the key queue; dropped with a trace when the queue is full.
 void PSG_EnqueueKey(uint8_t row, uint8_t mask, uint8_t pressed);
+// The same without the drop: false when the queue is full.
+bool PSG_TryEnqueueKey(uint8_t row, uint8_t mask, uint8_t pressed);
+// Where PSG_KeyEvent sends its matrix events (user-interface thread); nullptr for
+// PSG_EnqueueKey. A front end that must not lose keys keeps what does not fit.
+using PSG_KeySender = void (*)(uint8_t row, uint8_t mask, uint8_t pressed);
+void PSG_SetKeySender(PSG_KeySender sender);
 // Moves queued events into the matrix once every PSG_KEY_FEED_PERIOD microseconds.
 void PSG_ProcessKeyQueue(uint8_t microseconds);
 

@@ -12,6 +12,16 @@ namespace {
 constexpr uint8_t SHIFT_ROW = 2;
 constexpr uint8_t SHIFT_MASK = 0x20;
 constexpr uint8_t QUEUE_INDEX_MASK = PSG_KEY_QUEUE_SLOTS - 1;
+// A program that never reads a key's row must not hold up the queue for good: after this
+// many feeds the event is applied unread.
+constexpr uint8_t MAX_FEEDS_WAITING_FOR_READ = 10;
+
+std::atomic<PSG_KeySender> g_keySender{nullptr};
+
+void Send(uint8_t row, uint8_t mask, uint8_t pressed) {
+    PSG_KeySender sender = g_keySender.load(std::memory_order_relaxed);
+    (sender ? sender : PSG_EnqueueKey)(row, mask, pressed);
+}
 
 enum KeyKind : uint8_t {
     KEY_NONE,
@@ -111,7 +121,7 @@ PSG_State& Psg() {
 }
 
 void SendShift(uint8_t pressed) {
-    PSG_EnqueueKey(SHIFT_ROW, SHIFT_MASK, pressed);
+    Send(SHIFT_ROW, SHIFT_MASK, pressed);
 }
 
 // Puts the CPC SHIFT back where the user's own SHIFT key has it.
@@ -131,7 +141,7 @@ void ShiftEvent(uint8_t pressed) {
     uint8_t lastRow = psg.lastSymbolRow.load(std::memory_order_relaxed);
     if (lastRow == PSG_NO_SYMBOL_ROW) return;
     // The held symbol now types another character: let go of it, the host reports the new one.
-    PSG_EnqueueKey(lastRow, psg.lastSymbolMask.load(std::memory_order_relaxed), 0);
+    Send(lastRow, psg.lastSymbolMask.load(std::memory_order_relaxed), 0);
     RestoreShift(override, pressed);
     psg.shiftOverride.store(PSG_SHIFT_OVERRIDE_NONE, std::memory_order_relaxed);
     psg.lastSymbolRow.store(PSG_NO_SYMBOL_ROW, std::memory_order_relaxed);
@@ -149,7 +159,7 @@ void SymbolEvent(const KeyPosition& key, uint8_t pressed) {
             if (shiftHeld) SendShift(0);
         }
     }
-    PSG_EnqueueKey(key.row, key.mask, pressed);
+    Send(key.row, key.mask, pressed);
     psg.lastSymbolRow.store(key.row, std::memory_order_relaxed);
     psg.lastSymbolMask.store(key.mask, std::memory_order_relaxed);
     if (!pressed) {
@@ -162,16 +172,23 @@ void SymbolEvent(const KeyPosition& key, uint8_t pressed) {
 bool ApplyKeyEvent(uint8_t row, uint8_t mask, bool pressed) {
     PSG_State& psg = Psg();
     if (row >= PSG_KEYBOARD_ROWS) return true;  // cannot be queued; skip it all the same
+    // Released earlier in this feed: the CPC must see it up for a whole period first; and
+    // pressed in this feed: down for a whole period.
+    if (pressed ? (psg.releasedThisFeed[row] & mask) : !(psg.notPressedThisFeed[row] & mask))
+        return false;
+    if ((psg.unreadChanges[row] & mask) && psg.feedsWaitingForRead < MAX_FEEDS_WAITING_FOR_READ) {
+        ++psg.feedsWaitingForRead;
+        return false;
+    }
     if (pressed) {
-        // Released earlier in this feed: the CPC must see it up for a whole period first.
-        if (psg.releasedThisFeed[row] & mask) return false;
         psg.notPressedThisFeed[row] &= static_cast<uint8_t>(~mask);
         psg.keyboardMatrix[row] &= static_cast<uint8_t>(~mask);
     } else {
-        if (!(psg.notPressedThisFeed[row] & mask)) return false;
         psg.releasedThisFeed[row] |= mask;
         psg.keyboardMatrix[row] |= mask;
     }
+    psg.unreadChanges[row] |= mask;
+    psg.feedsWaitingForRead = 0;
     return true;
 }
 
@@ -195,21 +212,27 @@ void FeedKeys() {
 
 }  // namespace
 
-void PSG_EnqueueKey(uint8_t row, uint8_t mask, uint8_t pressed) {
+bool PSG_TryEnqueueKey(uint8_t row, uint8_t mask, uint8_t pressed) {
     PSG_State& psg = Psg();
+    uint8_t write = psg.keyQueueWrite.load(std::memory_order_relaxed) & QUEUE_INDEX_MASK;
+    uint8_t next = (write + 1) & QUEUE_INDEX_MASK;
+    if (next == psg.keyQueueRead.load(std::memory_order_acquire)) return false;
+    psg.keyQueue[write][0] = static_cast<uint8_t>(row | (pressed ? PSG_KEY_PRESSED_BIT : 0));
+    psg.keyQueue[write][1] = mask;
+    psg.keyQueueWrite.store(next, std::memory_order_release);
+    return true;
+}
+
+void PSG_EnqueueKey(uint8_t row, uint8_t mask, uint8_t pressed) {
     if (row >= PSG_KEYBOARD_ROWS) {
         XT_Trace("* PSG_EnqueueKey(): Row %d has no keys, event ignored.", row);
         return;
     }
-    uint8_t write = psg.keyQueueWrite.load(std::memory_order_relaxed) & QUEUE_INDEX_MASK;
-    uint8_t next = (write + 1) & QUEUE_INDEX_MASK;
-    if (next == psg.keyQueueRead.load(std::memory_order_acquire)) {
-        XT_Trace("PSG_EnqueueKey(): Queue full.");
-        return;
-    }
-    psg.keyQueue[write][0] = static_cast<uint8_t>(row | (pressed ? PSG_KEY_PRESSED_BIT : 0));
-    psg.keyQueue[write][1] = mask;
-    psg.keyQueueWrite.store(next, std::memory_order_release);
+    if (!PSG_TryEnqueueKey(row, mask, pressed)) XT_Trace("PSG_EnqueueKey(): Queue full.");
+}
+
+void PSG_SetKeySender(PSG_KeySender sender) {
+    g_keySender.store(sender, std::memory_order_relaxed);
 }
 
 void PSG_ProcessKeyQueue(uint8_t microseconds) {
@@ -227,7 +250,7 @@ void PSG_KeyEvent(uint8_t keyCode, uint8_t pressed) {
     uint8_t down = pressed ? 1 : 0;
     switch (key.kind) {
         case KEY_NONE: break;
-        case KEY_DIRECT: PSG_EnqueueKey(key.row, key.mask, down); break;
+        case KEY_DIRECT: Send(key.row, key.mask, down); break;
         case KEY_SHIFT: ShiftEvent(down); break;
         case KEY_SYMBOL:
         case KEY_SYMBOL_SHIFTED: SymbolEvent(key, down); break;

@@ -10,8 +10,8 @@
 namespace {
 
 // X key codes of a PC keyboard.
-constexpr uint32_t kThree = 12, kQ = 24, kSemicolon = 47, kApostrophe = 48, kShiftL = 50,
-                   kAltGr = 108;
+constexpr uint32_t kThree = 12, kEight = 17, kQ = 24, kSemicolon = 47, kApostrophe = 48,
+                   kShiftL = 50, kAltGr = 108;
 
 struct Step {
     uint32_t virtualKey;
@@ -53,6 +53,10 @@ const std::vector<Scenario> kScenarios = {
      "us",
      {Down(VK_OTHER, kSemicolon), Down(VK_SHIFT, kShiftL, XKB_SHIFT_MASK)},
      {{3, 0x10, true}, {3, 0x10, false}, ShiftDown, ShiftUp, {3, 0x20, true}}},
+    {"ShiftLetGoBeforeStarReleasesItAndTypesNoEight",
+     "us",
+     {kShiftDown, Down(VK_OTHER, kEight, XKB_SHIFT_MASK), Up(VK_SHIFT, kShiftL)},
+     {ShiftDown, {3, 0x20, true}, {3, 0x20, false}, ShiftUp}},
     {"KeypadEnterIsEnterMainIsReturn",
      "us",
      {Down(VK_RETURN, 104, 0, true), Down(VK_RETURN, 36)},

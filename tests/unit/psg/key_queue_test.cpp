@@ -5,7 +5,19 @@
 
 #include "psg_test_support.h"
 
-using KeyFeed = PsgTest;
+// The firmware reads every row once a frame; a key's next event waits for that read.
+class KeyFeed : public PsgTest {
+   protected:
+    static void Scan() {
+        PSG_Select(14);
+        for (uint8_t row = 0; row < PSG_KEYBOARD_ROWS; ++row) PSG_Read(row);
+    }
+    static void Run(uint32_t microseconds) {
+        for (; microseconds >= 4000; microseconds -= 4000) PsgTest::Run(4000), Scan();
+        PsgTest::Run(microseconds);
+        Scan();
+    }
+};
 
 TEST_F(KeyFeed, QueueHoldsThirtyOneEventsAndDropsTheNext) {
     for (int i = 0; i < 31; ++i) PSG_EnqueueKey(i % 10, 1 << (i / 10), 1);  // all different
@@ -55,6 +67,24 @@ TEST_F(KeyFeed, FeedsComeEvery20000MicrosecondsAndAKeyGoesUpAsTheNextGoesDown) {
     EXPECT_FALSE(KeyDown(8, 0x04));
     PSG_Update(1);
     EXPECT_TRUE(KeyDown(8, 0x04));
+}
+
+TEST_F(KeyFeed, AKeyChangeWaitsUntilTheProgramHasReadItsRow) {
+    for (int i = 0; i < 2; ++i) PSG_KeyEvent('A', 1), PSG_KeyEvent('A', 0);
+    PsgTest::Run(40004);
+    EXPECT_TRUE(KeyDown(8, 0x20)) << "unread: still down a feed later";
+    Scan();
+    PsgTest::Run(20000);
+    EXPECT_FALSE(KeyDown(8, 0x20)) << "read once, then released";
+    PsgTest::Run(20000);
+    EXPECT_FALSE(KeyDown(8, 0x20)) << "the second press waits for the release to be read";
+    Scan();
+    PsgTest::Run(20000);
+    EXPECT_TRUE(KeyDown(8, 0x20)) << "two presses seen as two";
+    PsgTest::Run(20000 * 10);
+    EXPECT_TRUE(KeyDown(8, 0x20)) << "a row nobody reads holds the queue ten feeds";
+    PsgTest::Run(20000);
+    EXPECT_TRUE(PSG_KeyQueueEmpty()) << "and no longer";
 }
 
 TEST_F(KeyFeed, ShiftChangeEndsTheFeed) {
