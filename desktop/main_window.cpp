@@ -107,15 +107,14 @@ MainWindow::MainWindow(uint32_t zoom) : screen_(new ScreenWidget(zoom)) {
     layout()->setSizeConstraint(QLayout::SetFixedSize);
     move(0, 0);
     screen_->setFocus();
-    QDir files(QStringLiteral("../Files"));
-    filesFolder_ = files.exists() ? files.absolutePath() : QDir::currentPath();
+    filesFolder_ = QDir::cleanPath(QDir::currentPath() + QStringLiteral("/../Files"));
 }
 
 void MainWindow::BuildMenus() {
     for (const Popup& popup : Menus()) {
         QMenu* menu = menuBar()->addMenu(QString::fromUtf8(popup.title));
         // Keys typed after a menu closes go to the CPC again, not to the menu bar.
-        connect(menu, &QMenu::aboutToHide, this, &MainWindow::FocusScreenLater);
+        connect(menu, &QMenu::aboutToHide, this, [this] { FocusScreenLater(false); });
         for (const MenuItem& item : popup.items) {
             if (item.command == kSeparator) {
                 menu->addSeparator();
@@ -152,10 +151,13 @@ void MainWindow::Win32_UpdateMenu() {
     actions_[CMD_ZOOM_1 + static_cast<int>(g_Shell.zoom) - 1]->setChecked(true);
 }
 
-void MainWindow::FocusScreenLater() {
-    QTimer::singleShot(0, this, [this] {
-        if (!QApplication::activePopupWidget() && !QApplication::activeModalWidget())
-            screen_->setFocus();
+void MainWindow::FocusScreenLater(bool activate) {
+    QTimer::singleShot(0, this, [this, activate] {
+        if (QApplication::activePopupWidget() || QApplication::activeModalWidget()) return;
+        // Without a window manager nothing gives the window the keyboard back when a
+        // dialog closes.
+        if (activate) activateWindow();
+        screen_->setFocus();
     });
 }
 
@@ -182,13 +184,13 @@ void MainWindow::Command(int command) {
             break;
     }
     Win32_UpdateMenu();
-    FocusScreenLater();
+    FocusScreenLater(true);
 }
 
 void MainWindow::Win32_InsertDiskDialog(int drive) {
     QString title = QStringLiteral("Load Disk Image for drive [%1]").arg(QChar('A' + drive));
     // The folder of the disk in that drive, else the disk folder of the run directory.
-    QString folder = filesFolder_;
+    QString folder = QDir(filesFolder_).exists() ? filesFolder_ : QDir::currentPath();
     std::string loaded = PAL_GetDrivePath(drive);
     if (!loaded.empty()) folder = QFileInfo(QFile::decodeName(loaded.c_str())).absolutePath();
     QFileDialog dialog(this, title, folder, QStringLiteral("CPC Disk Image (*.dsk)"));
@@ -201,8 +203,10 @@ void MainWindow::Win32_InsertDiskDialog(int drive) {
     QDir::setCurrent(QFileInfo(name).absolutePath());
     QByteArray path = QFile::encodeName(name);
     if (!PAL_LoadDisk(path.constData(), drive)) {
-        QMessageBox::warning(this, SHELL_CAPTION,
-                             QString::fromStdString(PAL_GetDiskLoadError(drive)));
+        QMessageBox box(QMessageBox::Warning, SHELL_CAPTION,
+                        QString::fromStdString(PAL_GetDiskLoadError(drive)), QMessageBox::Ok, this);
+        box.setWindowModality(Qt::WindowModal);
+        box.exec();
     }
     screen_->update();
 }

@@ -25,8 +25,9 @@ class MainWindow : public QMainWindow {
 
    private:
     void BuildMenus();
-    // After a menu or dialog: keys go to the CPC again once no popup or dialog is open.
-    void FocusScreenLater();
+    // After a menu or a command (and its dialogs): keys go to the CPC again once no popup
+    // or dialog is open; activate also gives the window the keyboard.
+    void FocusScreenLater(bool activate);
     void SetZoom(uint32_t zoom);
     void Command(int command);
     void Win32_InsertDiskDialog(int drive);
@@ -35,5 +36,5 @@ class MainWindow : public QMainWindow {
 
     ScreenWidget* screen_;
     std::map<int, QAction*> actions_;
-    QString filesFolder_;  // ../Files/ as it was at start
+    QString filesFolder_;  // ../Files/ from the folder the program started in
 };

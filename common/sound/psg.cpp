@@ -32,6 +32,7 @@ void ClearKeyboardMatrix() {
     PSG_State& psg = Psg();
     for (uint8_t& row : psg.keyboardMatrix) row = 0xFF;
     for (uint8_t& row : psg.unreadChanges) row = 0;
+    for (uint8_t& row : psg.readOnceChanges) row = 0;
     psg.feedsWaitingForRead = 0;
 }
 
@@ -159,7 +160,10 @@ uint8_t PSG_Read(uint8_t portC) {
     if (psg.selectedRegister == KEYBOARD_REGISTER) {
         uint8_t row = portC & 0x0F;
         psg.registers[KEYBOARD_REGISTER] = psg.keyboardMatrix[row];
-        if (row < PSG_KEYBOARD_ROWS) psg.unreadChanges[row] = 0;
+        if (row < PSG_KEYBOARD_ROWS) {
+            psg.readOnceChanges[row] = psg.unreadChanges[row];
+            psg.unreadChanges[row] = 0;
+        }
     }
     return psg.registers[psg.selectedRegister];
 }

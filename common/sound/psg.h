@@ -33,10 +33,12 @@ struct PSG_State {
     uint32_t feedCountdown;                         // microseconds to the next feed
     uint8_t releasedThisFeed[PSG_KEYBOARD_ROWS];    // bits released in the current feed
     uint8_t notPressedThisFeed[PSG_KEYBOARD_ROWS];  // bits not pressed in the current feed
-    // Bits changed by the feed that no read of their row has seen yet: the key's next
-    // event waits for that read, so a short press is never lost and two are seen as two.
-    uint8_t unreadChanges[PSG_KEYBOARD_ROWS];
-    uint8_t feedsWaitingForRead;  // gives up on a row the program never reads
+    // Bits changed by the feed that fewer than two reads of their row have seen: the key's
+    // next event waits for them, so that a short press is never lost and two presses are
+    // seen as two (the firmware misses a key that is up for one keyboard scan only).
+    uint8_t unreadChanges[PSG_KEYBOARD_ROWS];    // read by no scan yet
+    uint8_t readOnceChanges[PSG_KEYBOARD_ROWS];  // read by one scan
+    uint8_t feedsWaitingForRead;                 // gives up on a row the program never reads
 
     // Key translator, used by the user-interface thread; the emulation thread clears it
     // at machine start and reset.

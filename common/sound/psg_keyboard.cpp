@@ -176,7 +176,8 @@ bool ApplyKeyEvent(uint8_t row, uint8_t mask, bool pressed) {
     // pressed in this feed: down for a whole period.
     if (pressed ? (psg.releasedThisFeed[row] & mask) : !(psg.notPressedThisFeed[row] & mask))
         return false;
-    if ((psg.unreadChanges[row] & mask) && psg.feedsWaitingForRead < MAX_FEEDS_WAITING_FOR_READ) {
+    if (((psg.unreadChanges[row] | psg.readOnceChanges[row]) & mask) &&
+        psg.feedsWaitingForRead < MAX_FEEDS_WAITING_FOR_READ) {
         ++psg.feedsWaitingForRead;
         return false;
     }
@@ -188,6 +189,7 @@ bool ApplyKeyEvent(uint8_t row, uint8_t mask, bool pressed) {
         psg.keyboardMatrix[row] |= mask;
     }
     psg.unreadChanges[row] |= mask;
+    psg.readOnceChanges[row] &= static_cast<uint8_t>(~mask);
     psg.feedsWaitingForRead = 0;
     return true;
 }

@@ -58,8 +58,12 @@ class Desktop : public ::testing::Test {
         if (!program_.runDirectory.empty()) std::filesystem::remove_all(program_.runDirectory);
     }
 
-    // Starts the program and sets the machine running with F5 in the monitor.
-    void Start(const std::string& settings = "", std::vector<std::string> environment = {}) {
+    // How the machine is set running: F5 in the monitor, Run (Ctrl+F5) in the main window,
+    // or AutoStart=1 in the settings.
+    enum class Run { MonitorF5, RunItem, AutoStart };
+    // Starts the program; the machine, shown stopped, is set running.
+    void Start(const std::string& settings = "", std::vector<std::string> environment = {},
+               Run run = Run::MonitorF5) {
         program_.runDirectory =
             MakeRunDirectory(::testing::UnitTest::GetInstance()->current_test_info()->name(),
                              RomDirectory(), settings);
@@ -70,7 +74,11 @@ class Desktop : public ::testing::Test {
         program_.monitorWindow = WaitForWindow(kMonitorTitle, 10000);
         ASSERT_NE(program_.mainWindow, 0u);
         ASSERT_NE(program_.monitorWindow, 0u);
-        SendKeys(program_.monitorWindow, {"key", "F5"});
+        if (run != Run::AutoStart) {
+            EXPECT_TRUE(WaitFor([&] { return StatusSpeed(Main()) == -3; })) << "stopped";
+            if (run == Run::MonitorF5) SendKeys(program_.monitorWindow, {"key", "F5"});
+            if (run == Run::RunItem) SendKeys(program_.mainWindow, {"key", "ctrl+F5"});
+        }
         ASSERT_TRUE(WaitForCpcText("Ready"));
     }
     Capture Main() { return CaptureWindow(program_.mainWindow); }
@@ -126,9 +134,28 @@ TEST_F(Desktop, BootsTypesAndEndsFromTheMonitor) {
     SendKeys(program_.mainWindow, TypeCommands("?3*3"));
     SendKeys(program_.mainWindow, {"key", "KP_Enter"});
     EXPECT_TRUE(WaitForCpcText(" 9"));
-    // F11 makes Q the joystick: nothing typed.
+    // Typed at once, faster than the key queue drains: every key arrives, one press per
+    // zero, and Shift let go before 8 is no extra 8.
+    SendKeys(
+        program_.mainWindow,
+        {"key",   "--delay", "0",     "p", "r",   "i",       "n",       "t",     "space",   "1",
+         "0",     "0",       "0",     "0", "0",   "0",       "keydown", "shift", "keydown", "8",
+         "keyup", "shift",   "keyup", "8", "key", "--delay", "0",       "7",     "Return"});
+    EXPECT_TRUE(WaitForCpcText(" 7000000"));
+    // After a menu, Esc, and the About box opened and closed from the keyboard, keys reach
+    // the CPC again.
     SendKeys(program_.mainWindow,
-             {"key", "F11", "key", "q", "sleep", "0.2", "key", "F11", "key", "w", "key", "Return"});
+             {"key", "alt+h", "sleep", "0.3", "key", "Escape", "sleep", "0.3", "key", "F1"});
+    unsigned long about = WaitForWindow("About", 5000);
+    ASSERT_NE(about, 0u);
+    SendKeys(about, {"key", "Return"});
+    Sleep(300);
+    RunTool({"xdotool", "key", "--delay", "80", "question", "5", "Return"});
+    EXPECT_TRUE(WaitForCpcText(" 5")) << "typed without a click";
+    // F11 makes Q the joystick: nothing typed.
+    SendKeys(program_.mainWindow, {"key", "F11", "key", "q"});
+    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 520, "Joystick"); }));
+    SendKeys(program_.mainWindow, {"key", "F11", "key", "w", "key", "Return"});
     EXPECT_TRUE(WaitForCpcText("Syntax error")) << "only W was typed";
     EXPECT_FALSE(ShowsCpcText(Main(), charset_, "qw"));
     // A German layout, set while running: key codes 29 and 52 type Y and Z on a US
@@ -145,7 +172,7 @@ TEST_F(Desktop, BootsTypesAndEndsFromTheMonitor) {
 }
 
 TEST_F(Desktop, MenuCommandsChangeTheMachineAndTheSettings) {
-    Start();
+    Start("", {}, Run::RunItem);
     SendKeys(program_.mainWindow, {"key", "F10"});  // Sound
     EXPECT_TRUE(WaitFor([&] { return Setting("Sound") == "1"; }));
     // System menu: the fifth item after 464 is CRTC type 0; no question, no restart.
@@ -161,44 +188,70 @@ TEST_F(Desktop, MenuCommandsChangeTheMachineAndTheSettings) {
     SendKeys(program_.mainWindow, {"key", "F3"});
     EXPECT_TRUE(WaitForCpcText("PRINT 7")) << "the keys waited in the queue";
 
-    // 464: Cancel leaves everything, OK restarts as a 464 and writes Type.
+    // 464: Cancel leaves everything (OK: the disk test).
     SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
     unsigned long question = WaitForWindow("Brallivane", 5000);
     ASSERT_NE(question, 0u);
     SendKeys(question, {"key", "Escape"});
     Sleep(300);
     EXPECT_EQ(Setting("Type"), "(none)");
-    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
-    question = WaitForWindow("Brallivane", 5000);
-    ASSERT_NE(question, 0u);
-    SendKeys(question, {"key", "Return"});
-    EXPECT_TRUE(WaitFor([&] { return Setting("Type") == "0"; }));
-    SendKeys(program_.monitorWindow, {"key", "F5"});
-    EXPECT_TRUE(WaitForCpcText("BASIC 1.0")) << "the 464's BASIC";
+
+    // Zoom 2 from the System menu: the window doubles and the setting is kept.
+    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "2"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("Zoom") == "2" && Main().width() == 2 * 768; }));
 }
 
 TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
     Start();
-    std::string image = program_.runDirectory + "/hello.dsk";
+    // The dialog opens in ../Files/: the name alone will do. A long name is cut short on
+    // the status line.
+    const QString name = QStringLiteral("hello-with-a-long-name.dsk");
+    std::string image = program_.runDirectory + "/Files/" + name.toStdString();
+    std::filesystem::create_directory(program_.runDirectory + "/Files");
     WriteBytes(image, HelloDiskImage());
-    SendKeys(program_.mainWindow, {"key", "F5"});
-    unsigned long dialog = WaitForWindow("Load Disk Image for drive \\[A\\]", 5000);
-    ASSERT_NE(dialog, 0u);
-    SendKeys(dialog, {"type", image});
-    SendKeys(dialog, {"key", "Return"});
+    auto insert = [&](const char* key, const char* title, const std::string& file) {
+        SendKeys(program_.mainWindow, {"key", key});
+        unsigned long dialog = WaitForWindow(title, 5000);
+        ASSERT_NE(dialog, 0u);
+        SendKeys(dialog, {"type", file});  // "type" takes every argument after it
+        SendKeys(dialog, {"key", "Return"});
+    };
+    insert("F5", "Load Disk Image for drive \\[A\\]", name.toStdString());
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveA") == image; }));
-    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 144, "A: [hello.dsk]"); }));
+    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 144, "A: [" + name + "]", 284); }));
     Type("RUN\"HELLO\n");
     EXPECT_TRUE(WaitForCpcText("DISK OK"));
     Keep("disk");
 
     SendKeys(program_.mainWindow, {"key", "F7"});
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == image && Setting("DriveA").empty(); }));
-    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 284, "B: [hello.dsk]"); }));
+    EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 284, "B: [" + name + "]", 424); }));
     // Disk menu: Insert A, Eject A, Insert B, Eject B.
     SendKeys(program_.mainWindow,
              {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down", "Return"});
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB").empty(); }));
+
+    // A disk from a folder where ../ROM/ is no ROM folder: the next restart (as a 464, OK)
+    // still finds the ROM images.
+    std::string other = program_.runDirectory + "/other.dsk";
+    WriteBytes(other, HelloDiskImage());
+    insert("F6", "Load Disk Image for drive \\[B\\]", other);
+    EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == other; }));
+    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
+    unsigned long question = WaitForWindow("Brallivane", 5000);
+    ASSERT_NE(question, 0u);
+    SendKeys(question, {"key", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("Type") == "0"; }));
+    SendKeys(program_.mainWindow, {"key", "ctrl+F5"});
+    EXPECT_TRUE(WaitForCpcText("BASIC 1.0")) << "the 464's BASIC";
+
+    // With a dialog open the monitor still takes its keys: Esc ends the program.
+    SendKeys(program_.mainWindow, {"key", "F5"});
+    ASSERT_NE(WaitForWindow("Load Disk Image for drive \\[A\\]", 5000), 0u);
+    SendKeys(program_.monitorWindow, {"key", "Escape"});
+    int exitCode = -1;
+    EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
+    EXPECT_EQ(exitCode, 0);
 }
 
 // A tape named by the settings is in the deck with PLAY down; at real speed (fast loading
@@ -223,8 +276,9 @@ TEST_F(Desktop, TapeFromTheSettingsLoadsAndTheMenuEjectsIt) {
 TEST_F(Desktop, SoundIsHeardInTheFileSdlWrites) {
     TempFolder folder;
     std::string raw = folder.File("audio.raw");
-    Start("[Settings]\nSound=1\n",
-          {"SDL_AUDIODRIVER=disk", "SDL_DISKAUDIOFILE=" + raw, "SDL_DISKAUDIODELAY=23"});
+    Start("[Settings]\nSound=1\nAutoStart=1\n",
+          {"SDL_AUDIODRIVER=disk", "SDL_DISKAUDIOFILE=" + raw, "SDL_DISKAUDIODELAY=23"},
+          Run::AutoStart);
     Type("SOUND 1,142,100\n");
     Sleep(2500);
     WavSamples sound;
@@ -240,10 +294,11 @@ TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
     ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions}));
     unsigned long message = WaitForWindow("Brallivane", 10000);
     ASSERT_NE(message, 0u) << "Unable to start the Emulation.";
+    EXPECT_FALSE(WaitForExit(program_, 500)) << "the box waits for its answer";
     SendKeys(message, {"key", "Return"});
     int exitCode = -1;
     EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
-    EXPECT_EQ(exitCode, 0);
+    EXPECT_EQ(exitCode, 1);
 }
 
 }  // namespace

@@ -114,6 +114,7 @@ bool MonitorShows(const Capture& capture, int column, int row, const QString& te
 
 int StatusSpeed(const Capture& capture) {
     if (StatusShows(capture, kSpeedX, QStringLiteral("PAUSE"))) return -1;
+    if (StatusShows(capture, kSpeedX, QString::fromLatin1(STATUS_STOPPED))) return -3;
     for (int figure = 0; figure < 5000; ++figure) {
         QString text = QStringLiteral("%1.%2 %").arg(figure / 10).arg(figure % 10);
         if (StatusShows(capture, kSpeedX, text)) return figure;
@@ -121,9 +122,12 @@ int StatusSpeed(const Capture& capture) {
     return -2;
 }
 
-bool StatusShows(const Capture& capture, int x, const QString& text) {
+bool StatusShows(const Capture& capture, int x, const QString& text, int right) {
     int top = capture.height() - kStatusHeight + kStatusTextDown;
     QFont font = QGuiApplication::font();
     font.setPixelSize(STATUS_FONT_PIXELS);
-    return ShowsDrawn(capture, x, top, font, text, 0);
+    QString shown =
+        right ? QFontMetrics(font).elidedText(text, Qt::ElideRight, right - x - STATUS_FIELD_GAP)
+              : text;
+    return ShowsDrawn(capture, x, top, font, shown, 0);
 }

@@ -24,8 +24,9 @@ bool ShowsCpcText(const Capture& capture, const std::vector<uint8_t>& charset,
 
 // The monitor window's text at a cell, drawn as the window draws it.
 bool MonitorShows(const Capture& capture, int column, int row, const QString& text);
-// The status line's speed field: the figure in tenths of a per cent, -1 for "PAUSE" and -2
-// when it shows neither.
+// The status line's speed field: the figure in tenths of a per cent, -1 for "PAUSE", -3 for
+// a stopped machine and -2 when it shows none of these.
 int StatusSpeed(const Capture& capture);
-// True when the status line shows TEXT with its left edge at x.
-bool StatusShows(const Capture& capture, int x, const QString& text);
+// True when the status line shows TEXT with its left edge at x, cut with an ellipsis at
+// the next field's edge when one (right) is given.
+bool StatusShows(const Capture& capture, int x, const QString& text, int right = 0);
