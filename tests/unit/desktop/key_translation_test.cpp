@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "desktop/key_backlog.h"
 #include "desktop/xkb_layout.h"
 #include "psg_test_support.h"
 
@@ -92,5 +93,21 @@ TEST_P(KeyTranslation, SendsTheCpcKeys) {
 
 INSTANTIATE_TEST_SUITE_P(Desktop, KeyTranslation, ::testing::ValuesIn(kScenarios),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Keys typed faster than the queue drains wait in the backlog, in order, and none is lost.
+using KeyBacklog = PsgTest;
+TEST_F(KeyBacklog, KeepsWhatTheQueueCannotTakeInOrder) {
+    PSG_SetKeySender(KeyBacklog_Send);
+    for (int i = 0; i < 50; ++i) PSG_KeyEvent(static_cast<uint8_t>('A' + i % 26), i < 26);
+    PSG_SetKeySender(nullptr);
+    Keys seen = QueuedKeys();
+    EXPECT_EQ(seen.size(), 31u);
+    g_Machine.psg.keyQueueRead.store(g_Machine.psg.keyQueueWrite.load());  // all taken
+    EXPECT_EQ(KeyBacklog_Drain(), 0u);
+    for (const QueuedKey& key : QueuedKeys()) seen.push_back(key);
+    ASSERT_EQ(seen.size(), 50u);
+    EXPECT_EQ(seen[31], (QueuedKey{6, 0x20, false})) << "F, released";
+    EXPECT_TRUE(Traces().empty()) << "nothing dropped";
+}
 
 }  // namespace

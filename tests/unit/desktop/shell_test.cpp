@@ -90,13 +90,15 @@ class Shell : public ::testing::Test {
 };
 
 TEST_F(Shell, SettingsAndTheirDefaults) {
-    using Values = std::vector<unsigned>;  // type, speed, CRTC, sound, zoom, fastest
+    // type, speed, CRTC, sound, zoom, fastest, auto start
+    using Values = std::vector<unsigned>;
     const std::pair<const char*, Values> cases[] = {
-        {nullptr, {194, 1, 1, 0, 1, 0}},
-        {"[Settings]\nType=242\nZoom=3\nSound=1\n", {242, 1, 1, 1, 3, 1}},
-        {"[Settings]\nType=abc\nCRTC=7\nSound=x\nZoom=9\nSpeed=0\n", {194, 0, 1, 0, 1, 0}},
-        {"[Settings]\nType=450\nCRTC=0\n", {194, 1, 0, 0, 1, 0}},
-        {"\x01\xFF garbage without sections\n", {194, 1, 1, 0, 1, 0}},
+        {nullptr, {194, 1, 1, 0, 1, 0, 0}},
+        {"[Settings]\nType=242\nZoom=3\nSound=1\nAutoStart=1\n", {242, 1, 1, 1, 3, 1, 1}},
+        {"[Settings]\nType=abc\nCRTC=7\nSound=x\nZoom=9\nSpeed=0\nAutoStart=2\n",
+         {194, 0, 1, 0, 1, 0, 0}},
+        {"[Settings]\nType=450\nCRTC=0\n", {194, 1, 0, 0, 1, 0, 0}},
+        {"\x01\xFF garbage without sections\n", {194, 1, 1, 0, 1, 0, 0}},
     };
     for (const auto& [text, expected] : cases) {
         std::filesystem::remove(settings_);
@@ -104,7 +106,7 @@ TEST_F(Shell, SettingsAndTheirDefaults) {
         Shell_ReadSettings();
         const EmulControl& c = g_Shell.control;
         EXPECT_EQ((Values{c.Type, c.actualSpeed.load(), c.crtcType, g_Shell.soundEnabled,
-                          g_Shell.zoom, g_Shell.fastest}),
+                          g_Shell.zoom, g_Shell.fastest, g_Shell.autoStart}),
                   expected)
             << (text ? text : "no file");
     }
@@ -134,8 +136,26 @@ TEST_F(Shell, StatusFields) {
     EXPECT_EQ(fields.empty, StatusBox::Grey);
     EXPECT_EQ(fields.correction, "0");
     g_Shell.control.paused.store(0);
+    g_Shell.control.running.store(0);
+    EXPECT_EQ(Win32_StatusFields(1, 0, 0).speed, "STOP");
 
     EXPECT_EQ(Win32_DrawDriveName(1, ""), "") << "named drives: the desktop tests";
+}
+
+// An unknown model in the settings: the box and standard error name the file and the key.
+TEST_F(Shell, UnknownModelIsNamedWithItsSettingsFile) {
+    Write("[Settings]\nType=5\n");
+    Shell_ReadSettings();
+    ::testing::internal::CaptureStderr();
+    EXPECT_FALSE(Win32_StartEmulation());
+    std::string error = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(g_ui.messages, std::vector<std::string>{"Unable to start the Emulation."});
+    for (const std::string& text : {std::string(Shell_StartProblem()), error}) {
+        EXPECT_NE(text.find("Type=5"), std::string::npos) << text;
+        EXPECT_NE(text.find(settings_), std::string::npos) << text;
+    }
+    EXPECT_TRUE(g_Shell.startFailed);
+    g_Shell.startFailed = false;
 }
 
 TEST_F(Shell, CommandsOnTheRunningMachine) {
