@@ -148,7 +148,8 @@ void MainWindow::Win32_UpdateMenu() {
     actions_[CMD_ACTUAL_SPEED]->setChecked(marks.actualSpeed);
     actions_[CMD_PAUSE]->setChecked(marks.paused);
     actions_[CMD_SOUND]->setChecked(marks.sound);
-    actions_[CMD_ZOOM_1 + static_cast<int>(g_Shell.zoom) - 1]->setChecked(true);
+    auto zoom = actions_.find(CMD_ZOOM_1 + static_cast<int>(g_Shell.zoom) - 1);
+    if (zoom != actions_.end()) zoom->second->setChecked(true);
 }
 
 void MainWindow::FocusScreenLater(bool activate) {

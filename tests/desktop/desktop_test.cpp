@@ -289,16 +289,33 @@ TEST_F(Desktop, SoundIsHeardInTheFileSdlWrites) {
     EXPECT_LT(HalfWaveSpread(changes), 0.05) << "no gap or crackle in the tone";
 }
 
+// At start no ROM folder at all; on a restart to the 464 its ROM file is missing. The box
+// stays until answered, then the program ends with status 1.
 TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
-    program_.runDirectory = MakeRunDirectory("noroms", "", "");
-    ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions}));
-    unsigned long message = WaitForWindow("Brallivane", 10000);
-    ASSERT_NE(message, 0u) << "Unable to start the Emulation.";
-    EXPECT_FALSE(WaitForExit(program_, 500)) << "the box waits for its answer";
-    SendKeys(message, {"key", "Return"});
-    int exitCode = -1;
-    EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
-    EXPECT_EQ(exitCode, 1);
+    TempFolder roms;
+    for (const char* file : {"CPC6128.rom", "amsdos.rom"})
+        std::filesystem::create_symlink(RomDirectory() + "/" + file, roms.File(file));
+    for (bool atStart : {true, false}) {
+        program_.runDirectory =
+            MakeRunDirectory(atStart ? "noroms" : "no464", atStart ? "" : roms.path.string(), "");
+        ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions}));
+        if (!atStart) {
+            unsigned long main = WaitForWindow(kMainTitle, 10000);
+            SendKeys(main, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
+            unsigned long question = WaitForWindow("Brallivane", 5000);
+            ASSERT_NE(question, 0u);
+            SendKeys(question, {"key", "Return"});
+            Sleep(500);
+        }
+        unsigned long message = WaitForWindow("Brallivane", 10000);
+        ASSERT_NE(message, 0u) << "Unable to start the Emulation.";
+        EXPECT_FALSE(WaitForExit(program_, 500)) << "the box waits for its answer";
+        SendKeys(message, {"key", "Return"});
+        int exitCode = -1;
+        EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
+        EXPECT_EQ(exitCode, 1);
+        std::filesystem::remove_all(program_.runDirectory);
+    }
 }
 
 }  // namespace
