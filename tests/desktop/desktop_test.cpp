@@ -5,7 +5,9 @@
 #include <QGuiApplication>
 #include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 #include "../firmware/sound_analysis.h"
@@ -76,8 +78,8 @@ class Desktop : public ::testing::Test {
         ASSERT_NE(program_.monitorWindow, 0u);
         if (run != Run::AutoStart) {
             EXPECT_TRUE(WaitFor([&] { return StatusSpeed(Main()) == -3; })) << "stopped";
-            if (run == Run::MonitorF5) SendKeys(program_.monitorWindow, {"key", "F5"});
-            if (run == Run::RunItem) SendKeys(program_.mainWindow, {"key", "ctrl+F5"});
+            if (run == Run::MonitorF5) Keys("key F5", program_.monitorWindow);
+            if (run == Run::RunItem) Keys("key ctrl+F5");
         }
         ASSERT_TRUE(WaitForCpcText("Ready"));
     }
@@ -95,6 +97,23 @@ class Desktop : public ::testing::Test {
         return WaitFor([&] { return ShowsCpcText(Main(), charset_, text); }, 8000);
     }
     void Type(const std::string& text) { SendKeys(program_.mainWindow, TypeCommands(text)); }
+    // xdotool commands as one line of words, to the main window unless another is named.
+    void Keys(const std::string& words, unsigned long window = 0) {
+        std::istringstream in(words);
+        std::vector<std::string> commands{std::istream_iterator<std::string>(in), {}};
+        SendKeys(window ? window : program_.mainWindow, commands);
+    }
+    // Answers the program's message box (titled "Brallivane") with a key.
+    void Answer(const std::string& key) {
+        unsigned long box = WaitForWindow("Brallivane", 5000);
+        ASSERT_NE(box, 0u) << "no message box";
+        Keys("key " + key, box);
+    }
+    void ExpectExit(int code) {
+        int exitCode = -1;
+        EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode)) << "the program ends";
+        EXPECT_EQ(exitCode, code);
+    }
     std::string Setting(const char* key) {
         std::string file = program_.runDirectory + "/Brallivane.ini";
         return PAL_GetProfileString("Settings", key, "(none)", file.c_str());
@@ -131,78 +150,63 @@ TEST_F(Desktop, BootsTypesAndEndsFromTheMonitor) {
     EXPECT_TRUE(WaitForCpcText("Ready")) << "typed without a syntax error";
     EXPECT_TRUE(WaitForCpcText("@"));
     // The keypad's Enter ends a line too.
-    SendKeys(program_.mainWindow, TypeCommands("?3*3"));
-    SendKeys(program_.mainWindow, {"key", "KP_Enter"});
+    Type("?3*3");
+    Keys("key KP_Enter");
     EXPECT_TRUE(WaitForCpcText(" 9"));
     // Typed at once (12 ms apart, as xdotool types), far faster than the key queue drains:
     // every key arrives, one press per zero, and Shift let go before 8 is no extra 8.
-    std::vector<std::string> fast = {"key", "--delay", "12"};
-    for (const char* key : {"p", "r", "i", "n", "t", "space", "1"}) fast.push_back(key);
-    fast.insert(fast.end(), 20, "0");
-    for (const char* step : {"keydown shift", "keydown 8", "keyup shift", "keyup 8", "key 7"}) {
-        std::string text = step;
-        fast.push_back(text.substr(0, text.find(' ')));
-        fast.push_back(text.substr(text.find(' ') + 1));
-    }
-    fast.push_back("Return");
-    SendKeys(program_.mainWindow, fast);
+    Keys(
+        "key --delay 12 p r i n t space 1 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 keydown "
+        "shift keydown 8 keyup shift keyup 8 key 7 Return");
     EXPECT_TRUE(WaitForCpcText(" 7E+20"));
     // After a menu, Esc, and the About box opened and closed from the keyboard, keys reach
     // the CPC again.
-    SendKeys(program_.mainWindow,
-             {"key", "alt+h", "sleep", "0.3", "key", "Escape", "sleep", "0.3", "key", "F1"});
+    Keys("key alt+h sleep 0.3 key Escape sleep 0.3 key F1");
     unsigned long about = WaitForWindow("About", 5000);
     ASSERT_NE(about, 0u);
-    SendKeys(about, {"key", "Return"});
-    Sleep(300);
+    Keys("key Return sleep 0.3", about);
     RunTool({"xdotool", "key", "--delay", "80", "question", "5", "Return"});
     EXPECT_TRUE(WaitForCpcText(" 5")) << "typed without a click";
     // F11 makes Q the joystick: nothing typed.
-    SendKeys(program_.mainWindow, {"key", "F11", "key", "q"});
+    Keys("key F11 key q");
     EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 520, "Joystick"); }));
-    SendKeys(program_.mainWindow, {"key", "F11", "key", "w", "key", "Return"});
+    Keys("key F11 key w key Return");
     EXPECT_TRUE(WaitForCpcText("Syntax error")) << "only W was typed";
     EXPECT_FALSE(ShowsCpcText(Main(), charset_, "qw"));
     // A German layout, set while running: key codes 29 and 52 type Y and Z on a US
     // keyboard, and Shift+2 is the double quote.
     RunTool({"setxkbmap", "de"});
     Sleep(300);
-    SendKeys(program_.mainWindow, {"key", "--delay", "100", "29", "52", "shift+2", "Return"});
+    Keys("key --delay 100 29 52 shift+2 Return");
     EXPECT_TRUE(WaitForCpcText("zy\""));
 
-    SendKeys(program_.monitorWindow, {"key", "Escape"});
-    int exitCode = -1;
-    EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode)) << "Esc in the monitor ends the program";
-    EXPECT_EQ(exitCode, 0);
+    Keys("key Escape", program_.monitorWindow);  // Esc in the monitor ends the program
+    ExpectExit(0);
 }
 
 TEST_F(Desktop, MenuCommandsChangeTheMachineAndTheSettings) {
     Start("", {}, Run::RunItem);
-    SendKeys(program_.mainWindow, {"key", "F10"});  // Sound
+    Keys("key F10");  // Sound
     EXPECT_TRUE(WaitFor([&] { return Setting("Sound") == "1"; }));
     // System menu: the fifth item after 464 is CRTC type 0; no question, no restart.
-    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Down", "Down", "Down",
-                                   "Down", "Down", "Return"});
+    Keys("key alt+s sleep 0.3 key Down Down Down Down Down Return");
     EXPECT_TRUE(WaitFor([&] { return Setting("CRTC") == "0"; }));
 
-    SendKeys(program_.mainWindow, {"key", "F3"});
+    Keys("key F3");
     EXPECT_TRUE(WaitFor([&] { return StatusSpeed(Main()) == -1; })) << "PAUSE";
     Type("PRINT 7\n");
     Sleep(500);
     EXPECT_FALSE(ShowsCpcText(Main(), charset_, "PRINT 7")) << "a paused machine types nothing";
-    SendKeys(program_.mainWindow, {"key", "F3"});
+    Keys("key F3");
     EXPECT_TRUE(WaitForCpcText("PRINT 7")) << "the keys waited in the queue";
 
     // 464: Cancel leaves everything (OK: the disk test).
-    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
-    unsigned long question = WaitForWindow("Brallivane", 5000);
-    ASSERT_NE(question, 0u);
-    SendKeys(question, {"key", "Escape"});
-    Sleep(300);
+    Keys("key alt+s sleep 0.3 key Return");
+    Answer("Escape sleep 0.3");
     EXPECT_EQ(Setting("Type"), "(none)");
 
     // Zoom 2 from the System menu: the window doubles and the setting is kept.
-    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "2"});
+    Keys("key alt+s sleep 0.3 key 2");
     EXPECT_TRUE(WaitFor([&] { return Setting("Zoom") == "2" && Main().width() == 2 * 768; }));
 }
 
@@ -214,49 +218,45 @@ TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
     std::string image = program_.runDirectory + "/Files/" + name.toStdString();
     std::filesystem::create_directory(program_.runDirectory + "/Files");
     WriteBytes(image, HelloDiskImage());
-    auto insert = [&](const char* key, const char* title, const std::string& file) {
-        SendKeys(program_.mainWindow, {"key", key});
-        unsigned long dialog = WaitForWindow(title, 5000);
+    auto insert = [&](char drive, const std::string& file) {
+        Keys(drive == 'A' ? "key F5" : "key F6");
+        unsigned long dialog =
+            WaitForWindow(std::string("Load Disk Image for drive \\[") + drive + "\\]", 5000);
         ASSERT_NE(dialog, 0u);
         SendKeys(dialog, {"type", file});  // "type" takes every argument after it
-        SendKeys(dialog, {"key", "Return"});
+        Keys("key Return", dialog);
     };
-    insert("F5", "Load Disk Image for drive \\[A\\]", name.toStdString());
+    insert('A', name.toStdString());
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveA") == image; }));
     EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 144, "A: [" + name + "]", 284); }));
     Type("RUN\"HELLO\n");
     EXPECT_TRUE(WaitForCpcText("DISK OK"));
     Keep("disk");
 
-    SendKeys(program_.mainWindow, {"key", "F7"});
+    Keys("key F7");
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == image && Setting("DriveA").empty(); }));
     EXPECT_TRUE(WaitFor([&] { return StatusShows(Main(), 284, "B: [" + name + "]", 424); }));
     // Disk menu: Insert A, Eject A, Insert B, Eject B.
-    SendKeys(program_.mainWindow,
-             {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down", "Return"});
+    Keys("key alt+d sleep 0.3 key Down Down Down Return");
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB").empty(); }));
 
     // A disk from a folder where ../ROM/ is no ROM folder: the next restart (as a 464, OK)
     // still finds the ROM images.
     std::string other = program_.runDirectory + "/other.dsk";
     WriteBytes(other, HelloDiskImage());
-    insert("F6", "Load Disk Image for drive \\[B\\]", other);
+    insert('B', other);
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == other; }));
-    SendKeys(program_.mainWindow, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
-    unsigned long question = WaitForWindow("Brallivane", 5000);
-    ASSERT_NE(question, 0u);
-    SendKeys(question, {"key", "Return"});
+    Keys("key alt+s sleep 0.3 key Return");
+    Answer("Return");
     EXPECT_TRUE(WaitFor([&] { return Setting("Type") == "0"; }));
-    SendKeys(program_.mainWindow, {"key", "ctrl+F5"});
+    Keys("key ctrl+F5");
     EXPECT_TRUE(WaitForCpcText("BASIC 1.0")) << "the 464's BASIC";
 
     // With a dialog open the monitor still takes its keys: Esc ends the program.
-    SendKeys(program_.mainWindow, {"key", "F5"});
+    Keys("key F5");
     ASSERT_NE(WaitForWindow("Load Disk Image for drive \\[A\\]", 5000), 0u);
-    SendKeys(program_.monitorWindow, {"key", "Escape"});
-    int exitCode = -1;
-    EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
-    EXPECT_EQ(exitCode, 0);
+    Keys("key Escape", program_.monitorWindow);
+    ExpectExit(0);
 }
 
 // A tape named by the settings is in the deck with PLAY down; at real speed (fast loading
@@ -305,20 +305,14 @@ TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
             MakeRunDirectory(atStart ? "noroms" : "no464", atStart ? "" : roms.path.string(), "");
         ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions}));
         if (!atStart) {
-            unsigned long main = WaitForWindow(kMainTitle, 10000);
-            SendKeys(main, {"key", "alt+s", "sleep", "0.3", "key", "Return"});
-            unsigned long question = WaitForWindow("Brallivane", 5000);
-            ASSERT_NE(question, 0u);
-            SendKeys(question, {"key", "Return"});
-            Sleep(500);
+            program_.mainWindow = WaitForWindow(kMainTitle, 10000);
+            Keys("key alt+s sleep 0.3 key Return");
+            Answer("Return sleep 0.5");
         }
-        unsigned long message = WaitForWindow("Brallivane", 10000);
-        ASSERT_NE(message, 0u) << "Unable to start the Emulation.";
+        ASSERT_NE(WaitForWindow("Brallivane", 10000), 0u) << "Unable to start the Emulation.";
         EXPECT_FALSE(WaitForExit(program_, 500)) << "the box waits for its answer";
-        SendKeys(message, {"key", "Return"});
-        int exitCode = -1;
-        EXPECT_TRUE(WaitForExit(program_, 5000, &exitCode));
-        EXPECT_EQ(exitCode, 1);
+        Answer("Return");
+        ExpectExit(1);
         std::filesystem::remove_all(program_.runDirectory);
     }
 }
