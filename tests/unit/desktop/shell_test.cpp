@@ -20,6 +20,7 @@
 #include "desktop/audio_output.h"
 #include "desktop/frame_exchange.h"
 #include "desktop/status_line.h"
+#include "desktop/window_placement.h"
 #include "platform/ini_profile.h"
 #include "platform/memory_console.h"
 #include "platform/settings_path.h"
@@ -140,6 +141,26 @@ TEST_F(Shell, StatusFields) {
     EXPECT_EQ(Win32_StatusFields(1, 0, 0).speed, "STOP");
 
     EXPECT_EQ(Win32_DrawDriveName(1, ""), "") << "named drives: the desktop tests";
+}
+
+// The monitor (600 x 660) goes right of the main window, else left, else below, else over
+// it at the screen's bottom right; always on the screen.
+TEST(WindowPlacement, MonitorGoesWhereItFits) {
+    const struct {
+        PlaceRect screen, main;
+        int x, y;
+    } placements[] = {
+        {{0, 0, 1280, 1024}, {0, 0, 600, 500}, 600, 0},
+        {{0, 0, 1280, 1024}, {680, 500, 576, 300}, 80, 364},
+        {{0, 0, 1280, 1024}, {0, 0, 1000, 300}, 0, 300},
+        {{0, 0, 1280, 1024}, {0, 0, 1536, 1100}, 680, 364},
+        {{0, 0, 800, 600}, {0, 0, 300, 200}, 200, 0},
+    };
+    for (const auto& p : placements) {
+        int x = -1, y = -1;
+        Place_Monitor(p.screen, p.main, 600, 660, &x, &y);
+        EXPECT_EQ(std::make_pair(x, y), std::make_pair(p.x, p.y)) << "main at " << p.main.x;
+    }
 }
 
 // An unknown model in the settings: the box and standard error name the file and the key.
