@@ -57,9 +57,10 @@ void ShowMessage(const char* text, const char* caption, ShellMessage kind) {
         if (g_window)
             QCoreApplication::removePostedEvents(g_window,
                                                  static_cast<QEvent::Type>(EMUL_MSG_ENDED));
+        // Where the ROM images go, unless the settings name no model at all.
+        QString help = Shell_MenuMarks().model != 0 ? QStringLiteral("\n\n") + kRomHelp : "";
         if (*Shell_StartProblem())
-            box.setInformativeText(QString::fromStdString(Shell_StartProblem()) + "\n\n" +
-                                   kRomHelp);
+            box.setInformativeText(QString::fromStdString(Shell_StartProblem()) + help);
     }
     box.exec();
 }
