@@ -105,7 +105,7 @@ class Desktop : public ::testing::Test {
     }
     // Answers the program's message box (titled "Brallivane") with a key.
     void Answer(const std::string& key) {
-        unsigned long box = WaitForWindow("Brallivane", 5000);
+        unsigned long box = WaitForWindow("Brallivane", 10000);
         ASSERT_NE(box, 0u) << "no message box";
         Keys("key " + key, box);
     }
