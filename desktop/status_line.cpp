@@ -42,9 +42,9 @@ StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY)
         fields.driveB = Win32_DrawDriveName(1, PAL_GetDrivePath(1));
         fields.activity = PAL_GetDriveActivity();
     }
+    fields.joystick = Key_JoystickMode();
     uint16_t x = static_cast<uint16_t>(mouseX / zoom / 2);
     uint16_t y = static_cast<uint16_t>(mouseY / zoom / 2 + 6);
-    fields.joystick = Key_JoystickMode();
     fields.mouse = "(" + std::to_string(x) + ", " + std::to_string(y) + ")";
     if (g_TapePublished.motorRunning.load(std::memory_order_relaxed)) {
         // The tape counter takes the mouse's place while the tape moves.
