@@ -3,16 +3,11 @@
 #include <fstream>
 #include <sstream>
 
+#include "case_table.h"
 #include "common/sound/psg.h"
 #include "stand_in_machine.h"
 
 namespace {
-
-struct Case {
-    int line;
-    std::string text;
-    std::vector<std::string> traces;
-};
 
 long Hex(const std::string& text) {
     return std::stol(text, nullptr, 16);
@@ -57,7 +52,7 @@ class MachineCases : public MachineTest {
         return out.str();
     }
 
-    void Play(const Case& c) {
+    void Play(const CaseLine& c) {
         std::istringstream words(c.text);
         std::string model;
         words >> model;
@@ -70,7 +65,7 @@ class MachineCases : public MachineTest {
         crtcWrites.clear();
         std::vector<std::string> traces;
         for (std::string word; words >> word;) {
-            SCOPED_TRACE("line " + std::to_string(c.line) + ", at " + word);
+            SCOPED_TRACE("line " + std::to_string(c.number) + ", at " + word);
             size_t mark = word.find_first_of("=?");
             std::string name = word.substr(0, mark), value = word.substr(mark + 1);
             bool check = mark != std::string::npos && word[mark] == '?';
@@ -154,7 +149,7 @@ class MachineCases : public MachineTest {
             }
             for (const std::string& record : Traces()) traces.push_back(record);
         }
-        EXPECT_EQ(traces, c.traces) << "line " << c.line;
+        EXPECT_EQ(traces, c.traces) << "line " << c.number;
         g_Machine.processor = nullptr;
         CPC_Shutdown(&g_Machine);
     }
@@ -163,16 +158,5 @@ class MachineCases : public MachineTest {
 }  // namespace
 
 TEST_F(MachineCases, EveryLineOfTheTable) {
-    std::ifstream in(std::string(UNIT_TEST_DIR) + "/machine_cases.txt");
-    std::vector<Case> cases;
-    int number = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++number;
-        if (line.rfind("> ", 0) == 0)
-            cases.back().traces.push_back(line.substr(2));
-        else if (!line.empty() && line[0] != '#')
-            cases.push_back({number, line, {}});
-    }
-    ASSERT_GT(cases.size(), 20u);
-    for (const Case& c : cases) Play(c);
+    for (const CaseLine& c : ReadCaseTable(UNIT_TEST_DIR "/machine_cases.txt")) Play(c);
 }

@@ -4,17 +4,12 @@
 #include <fstream>
 #include <sstream>
 
+#include "case_table.h"
 #include "common/video/crtc_fast.h"
 #include "trace_log.h"
 #include "video_fixture.h"
 
 namespace {
-
-struct Scenario {
-    int line;
-    std::string text;
-    std::vector<std::string> present, absent;  // trace records
-};
 
 class CrtcCases : public VideoTest {
    protected:
@@ -83,11 +78,11 @@ class CrtcCases : public VideoTest {
         return 0;
     }
 
-    void Play(const Scenario& s) {
+    void Play(const CaseLine& s) {
         std::istringstream words(s.text);
         std::vector<std::string> traces;
         for (std::string word; words >> word;) {
-            SCOPED_TRACE("line " + std::to_string(s.line) + ", at " + word);
+            SCOPED_TRACE("line " + std::to_string(s.number) + ", at " + word);
             size_t mark = word.find_first_of("=?:");
             std::string name = word.substr(0, mark), value = word.substr(mark + 1);
             char kind = mark == std::string::npos ? ' ' : word[mark];
@@ -156,12 +151,12 @@ class CrtcCases : public VideoTest {
             }
         }
         traces = TraceLog::Take();
-        for (const std::string& record : s.present)
+        for (const std::string& record : s.traces)
             EXPECT_TRUE(TraceLog::Has(traces, record))
-                << "line " << s.line << ": " << record
+                << "line " << s.number << ": " << record
                 << "\nwritten: " << ::testing::PrintToString(traces);
-        for (const std::string& record : s.absent)
-            EXPECT_FALSE(TraceLog::Has(traces, record)) << "line " << s.line << ": " << record;
+        for (const std::string& record : s.absentTraces)
+            EXPECT_FALSE(TraceLog::Has(traces, record)) << "line " << s.number << ": " << record;
     }
 
     uint64_t mark_ = 0;
@@ -171,18 +166,5 @@ class CrtcCases : public VideoTest {
 }  // namespace
 
 TEST_F(CrtcCases, EveryLineOfTheTable) {
-    std::ifstream in(std::string(UNIT_TEST_DIR) + "/crtc_cases.txt");
-    std::vector<Scenario> scenarios;
-    int number = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++number;
-        if (line.rfind("> ", 0) == 0)
-            scenarios.back().present.push_back(line.substr(2));
-        else if (line.rfind(">! ", 0) == 0)
-            scenarios.back().absent.push_back(line.substr(3));
-        else if (!line.empty() && line[0] != '#')
-            scenarios.push_back({number, line, {}, {}});
-    }
-    ASSERT_GT(scenarios.size(), 40u);
-    for (const Scenario& s : scenarios) Play(s);
+    for (const CaseLine& c : ReadCaseTable(UNIT_TEST_DIR "/crtc_cases.txt")) Play(c);
 }

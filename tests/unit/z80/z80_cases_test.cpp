@@ -3,24 +3,18 @@
 #include <fstream>
 #include <sstream>
 
+#include "case_table.h"
 #include "trace_log.h"
 #include "z80_fixture.h"
 
 namespace {
 
+// A case line split at its bars: bytes, the state before, what must hold after.
 struct Case {
-    int line = 0;
-    std::string text;
+    const CaseLine& line;
     std::vector<uint8_t> bytes;
-    std::vector<std::string> before, after, traces;
+    std::vector<std::string> before, after;
 };
-
-std::vector<uint8_t> HexBytes(const std::string& hex) {
-    std::vector<uint8_t> bytes;
-    for (size_t at = 0; at + 1 < hex.size(); at += 2)
-        bytes.push_back(static_cast<uint8_t>(std::stoul(hex.substr(at, 2), nullptr, 16)));
-    return bytes;
-}
 
 std::vector<std::string> Words(const std::string& text) {
     std::istringstream in(text);
@@ -29,29 +23,11 @@ std::vector<std::string> Words(const std::string& text) {
     return words;
 }
 
-std::vector<Case> ReadCases() {
-    std::ifstream in(std::string(UNIT_TEST_DIR) + "/cases.txt");
-    std::vector<Case> cases;
-    int number = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++number;
-        if (line.empty() || line[0] == '#') continue;
-        if (line.rfind("> ", 0) == 0 && !cases.empty()) {
-            cases.back().traces.push_back(line.substr(2));
-            continue;
-        }
-        size_t bar1 = line.find('|'), bar2 = line.find('|', bar1 + 1);
-        Case c{number,
-               line,
-               {},
-               Words(line.substr(bar1 + 1, bar2 - bar1 - 1)),
-               Words(line.substr(bar2 + 1)),
-               {}};
-        for (const std::string& byte : Words(line.substr(0, bar1)))
-            c.bytes.push_back(static_cast<uint8_t>(std::stoul(byte, nullptr, 16)));
-        cases.push_back(c);
-    }
-    return cases;
+std::vector<uint8_t> HexBytes(const std::string& hex) {
+    std::vector<uint8_t> bytes;
+    for (size_t at = 0; at + 1 < hex.size(); at += 2)
+        bytes.push_back(static_cast<uint8_t>(std::stoul(hex.substr(at, 2), nullptr, 16)));
+    return bytes;
 }
 
 // A value: hex, or flag names joined by '+'.
@@ -125,7 +101,7 @@ class Z80Cases : public Z80Test {
             } else if (uint16_t* reg = Word(name)) {
                 *reg = static_cast<uint16_t>(Value(value));
             } else if (name != "steps" && name != "us" && name != "ack") {
-                ADD_FAILURE() << "line " << c.line << ": unknown " << word;
+                ADD_FAILURE() << "line " << c.line.number << ": unknown " << word;
             }
         }
         FlatMachine_Load(cpu.PC, c.bytes);
@@ -171,31 +147,36 @@ class Z80Cases : public Z80Test {
         } else if (name == "ports") {
             std::string expectedPorts = value + " ";
             std::replace(expectedPorts.begin(), expectedPorts.end(), ',', ' ');
-            EXPECT_EQ(Ports(), expectedPorts == " " ? "" : expectedPorts) << c.text;
+            EXPECT_EQ(Ports(), expectedPorts == " " ? "" : expectedPorts) << c.line.text;
             return;
         } else if (name[0] == '(') {
             uint16_t at = static_cast<uint16_t>(Value(name.substr(1)));
             std::vector<uint8_t> want = HexBytes(value), have;
             for (size_t i = 0; i < want.size(); ++i) have.push_back(Memory(uint16_t(at + i)));
-            EXPECT_EQ(have, want) << "line " << c.line << ": " << c.text;
+            EXPECT_EQ(have, want) << "line " << c.line.number << ": " << c.line.text;
             return;
         } else if (uint8_t* byte = Byte(name)) {
             actual = *byte;
         } else if (uint16_t* reg = Word(name)) {
             actual = *reg;
         } else {
-            ADD_FAILURE() << "line " << c.line << ": unknown " << word;
+            ADD_FAILURE() << "line " << c.line.number << ": unknown " << word;
         }
-        EXPECT_EQ(actual, expected) << name << ", line " << c.line << ": " << c.text;
+        EXPECT_EQ(actual, expected) << name << ", line " << c.line.number << ": " << c.line.text;
     }
 };
 
 }  // namespace
 
 TEST_F(Z80Cases, EveryLineOfTheTable) {
-    std::vector<Case> cases = ReadCases();
-    ASSERT_GT(cases.size(), 100u);
-    for (const Case& c : cases) {
+    for (const CaseLine& line : ReadCaseTable(UNIT_TEST_DIR "/cases.txt")) {
+        size_t bar1 = line.text.find('|'), bar2 = line.text.find('|', bar1 + 1);
+        Case c{line,
+               {},
+               Words(line.text.substr(bar1 + 1, bar2 - bar1 - 1)),
+               Words(line.text.substr(bar2 + 1))};
+        for (const std::string& byte : Words(line.text.substr(0, bar1)))
+            c.bytes.push_back(static_cast<uint8_t>(std::stoul(byte, nullptr, 16)));
         // Flag bits 5 and 3 are never computed: both presets must come through unchanged.
         bool keeps53 = std::count(c.after.begin(), c.after.end(), "keeps53") != 0;
         for (unsigned preset : {0u, keeps53 ? unsigned{z80_flags::kBits53} : 0u}) {
@@ -205,12 +186,12 @@ TEST_F(Z80Cases, EveryLineOfTheTable) {
             uint32_t counted = Run(c);
             for (const std::string& word : c.after) {
                 if (word == "keeps53")
-                    EXPECT_EQ(cpu.AF.lo & z80_flags::kBits53, preset) << c.text;
+                    EXPECT_EQ(cpu.AF.lo & z80_flags::kBits53, preset) << c.line.text;
                 else
                     Check(c, word, counted);
             }
-            if (!c.traces.empty()) {
-                EXPECT_EQ(TraceLog::Take(), c.traces) << c.text;
+            if (!c.line.traces.empty()) {
+                EXPECT_EQ(TraceLog::Take(), c.line.traces) << c.line.text;
             }
             if (!keeps53) break;
         }
@@ -223,14 +204,14 @@ TEST_F(Z80Cases, EveryLineOfTheTable) {
                 if (other == "ack=4") ack = 4;
             Prepare(c, false);
             uint32_t counted = Run(c);
-            EXPECT_EQ(g_Flat.updatedMicroseconds, us) << c.text;
-            EXPECT_EQ(counted, us - g_Flat.portUpdatedAt) << c.text;
-            EXPECT_EQ(cpu.stopReason, Z80_STOP_NONE) << c.text;
+            EXPECT_EQ(g_Flat.updatedMicroseconds, us) << c.line.text;
+            EXPECT_EQ(counted, us - g_Flat.portUpdatedAt) << c.line.text;
+            EXPECT_EQ(cpu.stopReason, Z80_STOP_NONE) << c.line.text;
             if (std::count(c.before.begin(), c.before.end(), "ack=none")) continue;
             Prepare(c, true);
             Run(c);
-            EXPECT_EQ(g_Flat.updatedMicroseconds, us + ack) << c.text;
-            EXPECT_EQ(cpu.PC, 0x0038) << c.text;
+            EXPECT_EQ(g_Flat.updatedMicroseconds, us + ack) << c.line.text;
+            EXPECT_EQ(cpu.PC, 0x0038) << c.line.text;
         }
     }
 }
