@@ -1,5 +1,5 @@
-// The brallivane-run program itself: the sessions of sessions.txt, output into a pipe
-// nobody reads, and real-time pacing.
+// The brallivane-run program itself: the sessions of sessions.txt (the firmware's skipped
+// without it), output into a pipe nobody reads, and real-time pacing.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -11,7 +11,7 @@
 
 #include "dsk_writer.h"
 #include "firmware_support.h"
-#include "temp_folder.h"
+#include "session_player.h"
 
 namespace {
 
@@ -21,92 +21,16 @@ struct BlankMachine : TempFolder {
     std::string Options() const { return "--model 464 --no-trace --roms " + path.string() + " "; }
 };
 
-std::string Replace(std::string text, const std::string& from, const std::string& to) {
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
-
-struct Session {
-    int line = 0, exit = 0;
-    std::string command;
-    std::vector<std::pair<std::string, std::string>> checks;  // kind, text
-};
-
-// Runs a session's command with bash in the folder's script file; returns the exit code,
-// standard output and standard error.
-struct Outcome {
-    int code;
-    std::string out, err;
-};
-Outcome RunScript(const TempFolder& folder, const std::string& command) {
-    folder.Write("session.sh", "set -o pipefail\n" + command + "\n");
-    CommandResult result =
-        RunCommand("bash " + folder.File("session.sh") + " 2>" + folder.File("session.err"));
-    return {result.code, result.out, ReadAll(folder.File("session.err"))};
-}
-
 }  // namespace
 
 TEST(RunnerProgram, Sessions) {
-    std::ifstream in(std::string(FIRMWARE_TEST_DIR) + "/sessions.txt");
-    std::vector<Session> sessions;
-    int number = 0;
-    for (std::string line; std::getline(in, line);) {
-        ++number;
-        if (line.rfind("$ ", 0) == 0) {
-            Session session{
-                number, std::stoi(line.substr(2)), line.substr(line.find(' ', 2) + 1), {}};
-            sessions.push_back(session);
-        } else if (!line.empty() && line[0] != '#' && !sessions.empty()) {
-            size_t colon = line.find(": ");
-            sessions.back().checks.push_back(
-                {line.substr(0, colon), Replace(line.substr(colon + 2), "\\n", "\n")});
-        }
-    }
-    ASSERT_GT(sessions.size(), 20u);
     BlankMachine blank;
-    for (const Session& session : sessions) {
-        SCOPED_TRACE("sessions.txt line " + std::to_string(session.line));
-        if (session.command.find("{roms}") != std::string::npos && !FirmwarePresent()) continue;
-        TempFolder folder;
+    std::map<std::string, std::string> names = {
+        {"run", RUNNER_PATH}, {"blank", blank.Options()}, {"step", "--monitor 'BR 9123'"}};
+    if (FirmwarePresent()) names["roms"] = FirmwareDirectory();
+    PlaySessions(FIRMWARE_TEST_DIR "/sessions.txt", names, [](const TempFolder& folder) {
         WriteBytes(folder.File("hello.dsk"), HelloDiskImage());
-        auto expand = [&](const std::string& text) {
-            std::string out = Replace(text, "{run}", RUNNER_PATH);
-            out = Replace(out, "{roms}", FirmwareDirectory());
-            out = Replace(out, "{blank}", blank.Options());
-            return Replace(out, "{tmp}", folder.path.string());
-        };
-        std::string command = expand(session.command);
-        Outcome outcome = RunScript(folder, Replace(Replace(command, "{as}", "row"), "{step}", ""));
-        if (command.find("{as}") != std::string::npos) {
-            folder.Write("row.out", outcome.out);
-            Outcome stepped = RunScript(
-                folder, Replace(Replace(command, "{as}", "step"), "{step}", "--monitor 'BR 9123'"));
-            EXPECT_EQ(stepped.code, session.exit) << stepped.err;
-            folder.Write("step.out", stepped.out.substr(stepped.out.find('\n') + 1));
-        }
-        EXPECT_EQ(outcome.code, session.exit) << outcome.err;
-        for (const auto& [kind, raw] : session.checks) {
-            std::string text = expand(raw);
-            if (kind == "out") {
-                EXPECT_NE(outcome.out.find(text), std::string::npos) << text << "\n" << outcome.out;
-            } else if (kind == "no") {
-                EXPECT_EQ(outcome.out.find(text), std::string::npos) << text << "\n" << outcome.out;
-            } else if (kind == "err") {
-                EXPECT_NE(outcome.err.find(text), std::string::npos) << text << "\n" << outcome.err;
-            } else if (kind == "same") {
-                std::istringstream names(text);
-                std::string a, b;
-                names >> a >> b;
-                std::string first = ReadAll(folder.File(a));
-                EXPECT_FALSE(first.empty()) << a;
-                EXPECT_TRUE(first == ReadAll(folder.File(b))) << a << " and " << b << " differ";
-            } else {
-                ADD_FAILURE() << "unknown check " << kind;
-            }
-        }
-    }
+    });
 }
 
 // Output into a pipe whose reader has gone fails with 1, not by a signal.
