@@ -18,11 +18,13 @@ class MachineCases : public MachineTest {
     // The machine record's bytes a word may set (name=V) or check (name?V).
     uint8_t* Byte(const std::string& name) {
         CPC_Machine& m = g_Machine;
+        // clang-format off
         const std::pair<const char*, uint8_t*> bytes[] = {
-            {"portA", &m.ppi.portA},           {"portB", &m.ppi.portB},
-            {"portC", &m.ppi.portC},           {"control", &m.ppi.control},
-            {"counter", &m.ga.intLineCounter}, {"intPending", &m.ga.intPending},
-            {"mode", &m.ga.screenMode},        {"stop", &processor_.stopReason}};
+            {"portA", &m.ppi.portA}, {"portB", &m.ppi.portB}, {"portC", &m.ppi.portC},
+            {"control", &m.ppi.control}, {"counter", &m.ga.intLineCounter},
+            {"intPending", &m.ga.intPending}, {"mode", &m.ga.screenMode},
+            {"stop", &processor_.stopReason}};
+        // clang-format on
         for (auto [key, at] : bytes)
             if (name == key) return at;
         if (name.rfind("ink", 0) == 0) return &m.ga.penInks[std::stoi(name.substr(3))];

@@ -15,32 +15,23 @@ class CrtcCases : public VideoTest {
    protected:
     long Field(const std::string& name) {
         const CRTC_State& c = g_Machine.crtc;
+        // clang-format off
         const std::pair<const char*, long> fields[] = {
-            {"HCC", c.HCC},
-            {"VCC", c.VCC},
-            {"RA", c.RA},
-            {"SL", c.SL},
-            {"ML", c.ML},
-            {"MA", c.MA},
-            {"lineStartMA", c.lineStartMA},
-            {"hsync", c.hsyncCountdown},
+            {"HCC", c.HCC}, {"VCC", c.VCC}, {"RA", c.RA}, {"SL", c.SL}, {"ML", c.ML}, {"MA", c.MA},
+            {"lineStartMA", c.lineStartMA}, {"hsync", c.hsyncCountdown},
             {"vs", g_Machine.ppi.portB & 1},
             {"vadj", (c.status & CRTC_STATUS_VADJUST) ? c.verticalAdjustCounter : -1},
-            {"counter", g_Machine.ga.intLineCounter},
-            {"mode", c.currentMode},
-            {"selected", c.selectedRegister},
-            {"lBorder", c.fast.lBorder},
-            {"rBorder", c.fast.rBorder},
-            {"frameLines", c.fast.frameLines},
+            {"counter", g_Machine.ga.intLineCounter}, {"mode", c.currentMode},
+            {"selected", c.selectedRegister}, {"lBorder", c.fast.lBorder},
+            {"rBorder", c.fast.rBorder}, {"frameLines", c.fast.frameLines},
             {"lineTimeLeft", c.fast.lineTimeLeft},
             {"fastTick", g_Machine.crtcOps.tick == CRTC_Tick_fast},
             {"since", static_cast<long>(now_ - mark_)},
             {"lines", static_cast<long>((now_ - mark_) / kLineMicroseconds)},
-            {"ints", interrupts_},
-            {"frames", static_cast<long>(repaints().size())},
+            {"ints", interrupts_}, {"frames", static_cast<long>(repaints().size())},
             {"newframes", static_cast<long>(repaints().size()) - markFrames_},
-            {"mlgain", c.ML - markML_},
-            {"slgain", c.SL - markSL_}};
+            {"mlgain", c.ML - markML_}, {"slgain", c.SL - markSL_}};
+        // clang-format on
         for (auto [key, value] : fields)
             if (name == key) return value;
         if (name[0] == 'R') return c.R[std::stoi(name.substr(1))];

@@ -50,24 +50,14 @@ class Z80Cases : public Z80Test {
    protected:
     // The processor's registers and the flat machine's records by name; nullptr if unknown.
     uint8_t* Byte(const std::string& name) {
-        const std::pair<const char*, uint8_t*> bytes[] = {{"A", &cpu.AF.hi},
-                                                          {"F", &cpu.AF.lo},
-                                                          {"B", &cpu.BC.hi},
-                                                          {"C", &cpu.BC.lo},
-                                                          {"D", &cpu.DE.hi},
-                                                          {"E", &cpu.DE.lo},
-                                                          {"H", &cpu.HL.hi},
-                                                          {"L", &cpu.HL.lo},
-                                                          {"I", &cpu.I},
-                                                          {"R", &cpu.R},
-                                                          {"IM", &cpu.IM},
-                                                          {"IFF1", &cpu.IFF1},
-                                                          {"IFF2", &cpu.IFF2},
-                                                          {"halted", &cpu.halted},
-                                                          {"running", &cpu.running},
-                                                          {"stop", &cpu.stopReason},
-                                                          {"prefix", &cpu.prefix},
-                                                          {"port", &g_Flat.portValue}};
+        // clang-format off
+        const std::pair<const char*, uint8_t*> bytes[] = {
+            {"A", &cpu.AF.hi}, {"F", &cpu.AF.lo}, {"B", &cpu.BC.hi}, {"C", &cpu.BC.lo},
+            {"D", &cpu.DE.hi}, {"E", &cpu.DE.lo}, {"H", &cpu.HL.hi}, {"L", &cpu.HL.lo},
+            {"I", &cpu.I}, {"R", &cpu.R}, {"IM", &cpu.IM}, {"IFF1", &cpu.IFF1}, {"IFF2", &cpu.IFF2},
+            {"halted", &cpu.halted}, {"running", &cpu.running}, {"stop", &cpu.stopReason},
+            {"prefix", &cpu.prefix}, {"port", &g_Flat.portValue}};
+        // clang-format on
         for (auto [key, at] : bytes)
             if (name == key) return at;
         return nullptr;
