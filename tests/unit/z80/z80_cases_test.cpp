@@ -82,6 +82,8 @@ class Z80Cases : public Z80Test {
             std::string name = word.substr(0, equals), value = word.substr(equals + 1);
             if (word == "int") {
                 g_Flat.interruptPending = true;
+            } else if (word == "reset") {  // after the registers before it
+                Z80_Reset(&cpu);
             } else if (name == "IFF") {
                 cpu.IFF1 = cpu.IFF2 = static_cast<uint8_t>(Value(value));
             } else if (name[0] == '(') {
@@ -130,8 +132,8 @@ class Z80Cases : public Z80Test {
             actual = g_Flat.updatedMicroseconds, expected = std::stoul(value);
         } else if (name == "ahead") {
             actual = g_Flat.portUpdatedAt, expected = std::stoul(value);
-        } else if (name == "retis") {
-            actual = static_cast<unsigned>(g_Flat.retis);
+        } else if (name == "retis" || name == "resets") {
+            actual = static_cast<unsigned>(name == "retis" ? g_Flat.retis : g_Flat.resets);
         } else if (name == "int") {
             actual = g_Flat.interruptPending;
         } else if (name == "ports") {
