@@ -64,9 +64,10 @@ class Z80Cases : public Z80Test {
     }
     uint16_t* Word(const std::string& name) {
         const std::pair<const char*, uint16_t*> words[] = {
-            {"AF", &cpu.AF.w},   {"BC", &cpu.BC.w},   {"DE", &cpu.DE.w},        {"HL", &cpu.HL.w},
-            {"IX", &cpu.IX.w},   {"IY", &cpu.IY.w},   {"SP", &cpu.SP},          {"PC", &cpu.PC},
-            {"AF'", &cpu.AF_.w}, {"HL'", &cpu.HL_.w}, {"startPC", &cpu.startPC}};
+            {"AF", &cpu.AF.w},        {"BC", &cpu.BC.w},   {"DE", &cpu.DE.w},   {"HL", &cpu.HL.w},
+            {"IX", &cpu.IX.w},        {"IY", &cpu.IY.w},   {"SP", &cpu.SP},     {"PC", &cpu.PC},
+            {"AF'", &cpu.AF_.w},      {"BC'", &cpu.BC_.w}, {"DE'", &cpu.DE_.w}, {"HL'", &cpu.HL_.w},
+            {"startPC", &cpu.startPC}};
         for (auto [key, at] : words)
             if (name == key) return at;
         return nullptr;
