@@ -102,21 +102,14 @@ TEST_F(VideoTest, TicksOfAnyLengthAndAVideoBehindGiveWhatSingleMicrosecondsGive)
             g_Machine.crtcType = round & 1;
             uint8_t mode = next() & 3;
             // A register near the firmware's value: register, value, random bits added.
-            const uint8_t near[][3] = {{0, 56, 15},
-                                       {1, 36, 31},
-                                       {2, 30, 31},
-                                       {3, 0x80, 0x7F},
-                                       {4, 36, 7},
-                                       {5, 0, 7},
-                                       {6, 22, 7},
-                                       {7, 28, 7},
-                                       {9, 6, 1},
-                                       {12, 0, 63},
-                                       {13, 0, 255},
+            // clang-format off
+            const uint8_t near[][3] = {{0, 56, 15}, {1, 36, 31}, {2, 30, 31}, {3, 0x80, 0x7F},
+                                       {4, 36, 7}, {5, 0, 7}, {6, 22, 7}, {7, 28, 7}, {9, 6, 1},
+                                       {12, 0, 63}, {13, 0, 255},
                                        // A screen whose lines cross from one 4K of MA into
                                        // the next, and so from one RAM page to another.
-                                       {12, 0x0F, 0x30},
-                                       {13, 0xE0, 31}};
+                                       {12, 0x0F, 0x30}, {13, 0xE0, 31}};
+            // clang-format on
             const uint8_t* pick = near[next() % (sizeof near / sizeof near[0])];
             uint8_t value = static_cast<uint8_t>(pick[1] + (next() & pick[2]));
             // The register, the mode and an ink change at some point within the round, and
