@@ -1,5 +1,5 @@
 #pragma once
-// A processor on the flat machine, with helpers to run short instruction sequences.
+// A processor on the flat machine.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -14,24 +14,7 @@ class Z80Test : public ::testing::Test {
         cpu.SP = 0x8000;
     }
 
-    // Loads the bytes at PC and executes one whole instruction; returns how much the
-    // processor's counter grew (the part handed on ahead of a port access excluded).
-    uint32_t Execute(const std::vector<uint8_t>& bytes) {
-        FlatMachine_Load(cpu.PC, bytes);
-        return Step();
-    }
-
-    uint32_t Step() {
-        uint32_t before = cpu.time;
-        Z80_StepInstruction(&cpu);
-        return cpu.time - before;
-    }
-
     uint8_t Memory(uint16_t address) const { return g_Flat.memory[address]; }
-    uint16_t MemoryWord(uint16_t address) const {
-        return static_cast<uint16_t>(g_Flat.memory[address] |
-                                     (g_Flat.memory[static_cast<uint16_t>(address + 1)] << 8));
-    }
 
     Z80_State cpu;
 };

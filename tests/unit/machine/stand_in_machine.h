@@ -70,9 +70,6 @@ class MachineTest : public ::testing::Test {
         TraceLog::Take();
     }
 
-    static void Out(std::initializer_list<std::pair<uint16_t, uint8_t>> writes) {
-        for (auto [port, value] : writes) CPC_out(port, value);
-    }
     static uint8_t PageStart(int page) { return CPC_ReadMem(static_cast<uint16_t>(page << 14)); }
     // What the four pages show at their starts (ROM fills or RAM marks).
     static Bytes Pages() { return {PageStart(0), PageStart(1), PageStart(2), PageStart(3)}; }
