@@ -16,8 +16,10 @@ struct Z80_Breakpoint {
 // Puts a new breakpoint in front of the list (newest first); duplicates are allowed.
 void Z80_AddBreakpoint(Z80_State* state, uint16_t address, uint8_t kind);
 void Z80_RemoveBreakpointNode(Z80_State* state, Z80_Breakpoint* node);
-// Removes the newest permanent breakpoint at the address, if any.
+// Removes the newest permanent breakpoint at the address, else the newest temporary one.
 void Z80_ClearBreakpoint(Z80_State* state, uint16_t address);
+// True when some breakpoint is set at the address (one bit per address).
+bool Z80_BreakpointAt(uint16_t address);
 // Frees the whole list; the run loop does it when the machine is released.
 void Z80_FreeBreakpoints(Z80_State* state);
 

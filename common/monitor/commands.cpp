@@ -107,9 +107,9 @@ uint8_t CommandBrd(Z80_State* state, const char* arguments) {
     if (!Dbg_OnlyBlanks(arguments)) return DBG_SYNTAX_ERROR;
     bool any = false;
     for (const Z80_Breakpoint* node = state->breakpoints; node; node = node->next) {
-        if (node->kind != Z80_BREAKPOINT_PERMANENT) continue;
-        char text[8];
-        XT_Sprintf(text, "%04X", node->address);
+        char text[24];
+        XT_Sprintf(text, node->kind == Z80_BREAKPOINT_PERMANENT ? "%04X" : "%04X temporary",
+                   node->address);
         Dbg_Message(text);
         any = true;
     }
