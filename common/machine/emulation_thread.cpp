@@ -9,6 +9,7 @@
 #include "common/machine/machine.h"
 #include "common/monitor/breakpoints.h"
 #include "common/monitor/monitor.h"
+#include "common/monitor/watchpoints.h"
 #include "common/tape/tape.h"
 #include "common/video/renderer.h"
 
@@ -73,14 +74,18 @@ void EndSlice(Z80_State* state, Slice* slice) {
 
 // Whole instructions, at most COUNT, with the stop message when they stopped a running
 // machine; returns how many ran. More than one runs at once only while nothing has to
-// look at every instruction (breakpoints, the PC log).
+// look at every instruction (breakpoints, the PC log, read watches).
 uint32_t Step(Z80_State* state, uint32_t count, bool* fullRedraw, Slice* slice) {
     uint8_t wasRunning = state->running;
     uint32_t done = 1;
-    if (count > 1 && wasRunning && !state->breakpoints && !Dbg_LoggingPC())
+    const bool watchingReads = Wp_WatchingReads();
+    if (count > 1 && wasRunning && !state->breakpoints && !Dbg_LoggingPC() && !watchingReads) {
         done = Z80_RunInstructions(state, count, slice->start + slice->limit);
-    else
+    } else {
+        if (watchingReads) Wp_BeforeStep(state);
         Z80_StepInstruction(state);
+        if (watchingReads) Wp_AfterStep(state);
+    }
     if (state->stopReason != Z80_STOP_NONE && wasRunning) {
         Dbg_ShowDisassembly(state, 1, 1);
         if (const char* message = Emul_StopMessage(state->stopReason)) Dbg_Message(message);
@@ -111,6 +116,7 @@ const char* Emul_StopMessage(uint8_t reason) {
         case Z80_STOP_UNKNOWN_INSTRUCTION: return "Unknown instruction found.";
         case Z80_STOP_UNSUPPORTED_PORT: return "Out made on an unknown port.";
         case Z80_STOP_INVALID_PREFIX: return "Invalid Prefix. Check previous instruction.";
+        case Z80_STOP_WATCHPOINT: return Wp_HitMessage();
         default: return nullptr;
     }
 }
@@ -216,6 +222,7 @@ void Emul_RunLoop(Z80_State* state) {
         } else if (!Dbg_PrepareIdlePoll())
             PAL_SleepMicroseconds(EMUL_IDLE_SLEEP_MICROSECONDS);  // waiting must not burn a core
     }
+    Wp_Clear(state);  // gives the machine its own operations back
     CPC_Shutdown(state->machine);
     Z80_FreeBreakpoints(state);
 }

@@ -221,6 +221,9 @@ const Dbg_Command DBG_COMMANDS[DBG_COMMAND_COUNT] = {
     {"TR", CommandTr},
     {"SNAPSAVE", Dbg_CommandSnapSave},
     {"SNAPLOAD", Dbg_CommandSnapLoad},
+    {"WPD", Dbg_CommandWpd},
+    {"WPC", Dbg_CommandWpc},
+    {"WP", Dbg_CommandWp},
 };
 
 uint8_t Dbg_ExecuteCommand(Z80_State* state, const char* text) {

@@ -98,7 +98,7 @@ struct Dbg_Command {
     const char* word;
     uint8_t (*run)(Z80_State* state, const char* arguments);
 };
-constexpr int DBG_COMMAND_COUNT = 24;
+constexpr int DBG_COMMAND_COUNT = 27;
 extern const Dbg_Command DBG_COMMANDS[DBG_COMMAND_COUNT];
 
 // Commands of commands_memory.cpp.
@@ -112,6 +112,10 @@ uint8_t Dbg_CommandFb(Z80_State* state, const char* arguments);
 // Commands of commands_snapshot.cpp.
 uint8_t Dbg_CommandSnapSave(Z80_State* state, const char* arguments);
 uint8_t Dbg_CommandSnapLoad(Z80_State* state, const char* arguments);
+// Commands of commands_watch.cpp.
+uint8_t Dbg_CommandWp(Z80_State* state, const char* arguments);
+uint8_t Dbg_CommandWpd(Z80_State* state, const char* arguments);
+uint8_t Dbg_CommandWpc(Z80_State* state, const char* arguments);
 
 // True when only blanks are left: a command's check for left-over text.
 inline bool Dbg_OnlyBlanks(const char* text) {

@@ -36,6 +36,7 @@ constexpr uint8_t Z80_STOP_TEMP_BREAKPOINT = 2;
 constexpr uint8_t Z80_STOP_UNKNOWN_INSTRUCTION = 3;
 constexpr uint8_t Z80_STOP_UNSUPPORTED_PORT = 4;
 constexpr uint8_t Z80_STOP_INVALID_PREFIX = 5;
+constexpr uint8_t Z80_STOP_WATCHPOINT = 6;  // the monitor's watch list
 
 struct Z80_State {
     Z80_Pair AF, BC, DE, HL;
