@@ -10,6 +10,7 @@
 #include "common/monitor/breakpoints.h"
 #include "common/monitor/monitor.h"
 #include "common/monitor/watchpoints.h"
+#include "common/remote/remote.h"
 #include "common/tape/tape.h"
 #include "common/video/renderer.h"
 
@@ -171,6 +172,7 @@ void Emul_RunLoop(Z80_State* state) {
         bool singleStep = false;
 
         uint8_t code = Dbg_PollKeys(state);
+        if (code == DBG_NONE) code = Rsp_Poll(state);  // a remote debugger's packet
         if (code == DBG_QUIT) {
             control->ended.store(1, std::memory_order_release);
             break;
@@ -219,8 +221,9 @@ void Emul_RunLoop(Z80_State* state) {
                 --quietPasses;
                 Dbg_SkipQuietPolls(1);
             }
-        } else if (!Dbg_PrepareIdlePoll())
+        } else if (!Dbg_PrepareIdlePoll() && !Rsp_IdleWait(EMUL_IDLE_SLEEP_MICROSECONDS)) {
             PAL_SleepMicroseconds(EMUL_IDLE_SLEEP_MICROSECONDS);  // waiting must not burn a core
+        }
     }
     Wp_Clear(state);  // gives the machine its own operations back
     CPC_Shutdown(state->machine);

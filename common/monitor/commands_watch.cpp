@@ -13,7 +13,7 @@ struct KindWord {
     uint8_t kind;
 };
 // Matched in this order: IO before IN.
-constexpr KindWord kKindWords[] = {{"IO", WP_PORT}, {"IN", WP_IN}, {"OUT", WP_OUT},
+constexpr KindWord kKindWords[] = {{"IO", WP_PORT}, {"IN", WP_IN},  {"OUT", WP_OUT},
                                    {"W", WP_WRITE}, {"R", WP_READ}, {"A", WP_ACCESS}};
 
 }  // namespace

@@ -132,9 +132,8 @@ int DataReads(Z80_State* s, uint16_t* out) {
         op = Read(s, ++p);
     }
     const uint16_t operand = static_cast<uint16_t>(p + 1);
-    const uint16_t hl = index ? static_cast<uint16_t>(
-                                    index->w + static_cast<int8_t>(Read(s, operand)))
-                              : s->HL.w;
+    const uint16_t hl =
+        index ? static_cast<uint16_t>(index->w + static_cast<int8_t>(Read(s, operand))) : s->HL.w;
     int n = 0;
     auto word = [&](uint16_t a) {
         out[n++] = a;
@@ -147,7 +146,7 @@ int DataReads(Z80_State* s, uint16_t* out) {
     if (op == 0xED) {
         const uint8_t e = Read(s, operand);
         if ((e & 0xCF) == 0x4B) word(ReadWord(s, static_cast<uint16_t>(p + 2)));
-        if ((e & 0xC7) == 0x45) word(s->SP);                      // RETN, RETI
+        if ((e & 0xC7) == 0x45) word(s->SP);  // RETN, RETI
         if (e == 0x67 || e == 0x6F || ((e & 0xE4) == 0xA0 && (e & 3) != 2)) out[n++] = s->HL.w;
         return n;
     }
@@ -206,15 +205,21 @@ const Wp_Watch& Wp_At(int index) {
 
 void Wp_Describe(const Wp_Watch& w, char* text, int size) {
     if (w.kind & WP_PORT)
-        std::snprintf(text, static_cast<size_t>(size), "%s %04X mask %04X", KindName(w.kind), w.first, w.last);
+        std::snprintf(text, static_cast<size_t>(size), "%s %04X mask %04X", KindName(w.kind),
+                      w.first, w.last);
     else if (w.first == w.last)
         std::snprintf(text, static_cast<size_t>(size), "%s %04X", KindName(w.kind), w.first);
     else
-        std::snprintf(text, static_cast<size_t>(size), "%s %04X-%04X", KindName(w.kind), w.first, w.last);
+        std::snprintf(text, static_cast<size_t>(size), "%s %04X-%04X", KindName(w.kind), w.first,
+                      w.last);
 }
 
 const Wp_Hit& Wp_LastHit() {
     return g_hit;
+}
+
+uint8_t Wp_MemoryKinds(uint16_t address) {
+    return g_memoryKinds[address];
 }
 
 const char* Wp_HitMessage() {
@@ -239,8 +244,7 @@ void Wp_AfterStep(Z80_State* state) {
     if (!g_hitPending) return;
     g_hitPending = false;
     if (state->stopReason != Z80_STOP_NONE) return;  // that stop tells first
-    XT_Sprintf(g_message, "Watch: read %04X=%02X at PC %04X", g_hit.address, g_hit.value,
-               g_hit.pc);
+    XT_Sprintf(g_message, "Watch: read %04X=%02X at PC %04X", g_hit.address, g_hit.value, g_hit.pc);
     Z80_SetStopReason(state, Z80_STOP_WATCHPOINT);
     state->running = 0;
 }

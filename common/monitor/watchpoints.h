@@ -44,6 +44,8 @@ const Wp_Watch& Wp_At(int index);
 void Wp_Describe(const Wp_Watch& watch, char* text, int size);
 
 const Wp_Hit& Wp_LastHit();
+// WP_WRITE | WP_READ of the memory watches covering the address.
+uint8_t Wp_MemoryKinds(uint16_t address);
 // "Watch: write C000=FF at PC 0A12", written when the hit happened.
 const char* Wp_HitMessage();
 
