@@ -172,12 +172,15 @@ void Emul_RunLoop(Z80_State* state) {
         bool singleStep = false;
 
         uint8_t code = Dbg_PollKeys(state);
-        if (code == DBG_NONE) code = Rsp_Poll(state);  // a remote debugger's packet
+        const bool remote = code == DBG_NONE && (code = Rsp_Poll(state)) != DBG_NONE;
         if (code == DBG_QUIT) {
             control->ended.store(1, std::memory_order_release);
             break;
         }
+        const uint8_t wasRunning = state->running;
         ActOnCode(state, code, &fullRedraw, &singleStep);
+        // A stop a remote debugger asked for ends the slice, as a stop of a step does.
+        if (remote && wasRunning && !state->running) EndSlice(state, &slice);
 
         // Looked at before it is taken: an exchange on every pass would cost a locked write.
         if (control->resetRequest.load(std::memory_order_relaxed) &&
@@ -221,7 +224,7 @@ void Emul_RunLoop(Z80_State* state) {
                 --quietPasses;
                 Dbg_SkipQuietPolls(1);
             }
-        } else if (!Dbg_PrepareIdlePoll() && !Rsp_IdleWait(EMUL_IDLE_SLEEP_MICROSECONDS)) {
+        } else if (!Dbg_PrepareIdlePoll() && !Rsp_IdleWait(state, EMUL_IDLE_SLEEP_MICROSECONDS)) {
             PAL_SleepMicroseconds(EMUL_IDLE_SLEEP_MICROSECONDS);  // waiting must not burn a core
         }
     }

@@ -58,12 +58,17 @@ size_t Rsp_StopReply(Z80_State* state, bool interrupted, char* reply);
 // The slot belongs to the socket thread while IDLE or REPLY and to the emulation thread
 // while REQUEST or BUSY; each hands it over with a release store.
 enum Rsp_LinkPhase : uint8_t { RSP_IDLE, RSP_REQUEST, RSP_BUSY, RSP_REPLY };
+enum Rsp_Lending : uint8_t { RSP_OWNED, RSP_LENT, RSP_BORROWED };
 
 struct Rsp_Link {
     std::atomic<uint8_t> phase{RSP_IDLE};
     std::atomic<uint8_t> interrupt{0};  // Ctrl-C from the client
     std::atomic<uint32_t> session{0};   // counts clients; odd while one is attached
     std::atomic<uint16_t> port{0};      // the listening port, 0 when none
+    // While the run loop idles it lends the machine to the socket thread, which then
+    // answers reads (m, g, p) itself: a stop of GDB costs thousands of them.
+    std::atomic<uint8_t> lent{RSP_OWNED};
+    Z80_State* lentState = nullptr;
     uint32_t requestSession = 0;
     size_t requestLength = 0;
     char request[RSP_PACKET_SIZE + 1] = {};
@@ -81,6 +86,9 @@ uint8_t Rsp_Poll(Z80_State* state);
 // For an idle pass of a stopped machine: while a client is attached, waits up to the
 // given time for its next packet (at once while packets come in a burst) and returns
 // true; false when no client is attached.
-bool Rsp_IdleWait(uint32_t microseconds);
+bool Rsp_IdleWait(Z80_State* state, uint32_t microseconds);
+// The socket thread's side: answers a read at once while the machine is lent; false when
+// the packet must go through the slot.
+bool Rsp_AnswerLent(const char* packet, size_t length, char* reply, size_t* replyLength);
 // True while a client is attached.
 bool Rsp_Attached();

@@ -12,7 +12,8 @@
 namespace {
 
 constexpr char kHex[] = "0123456789abcdef";
-constexpr const char* kSupported = "PacketSize=1000;qXfer:features:read+;swbreak+;hwbreak+";
+constexpr const char* kSupported =
+    "PacketSize=1000;qXfer:features:read+;swbreak+;hwbreak+;QStartNoAckMode+";
 constexpr const char* kTargetXml =
     "<?xml version=\"1.0\"?><!DOCTYPE target SYSTEM \"gdb-target.dtd\">"
     "<target version=\"1.0\"><architecture>z80</architecture>"

@@ -98,22 +98,41 @@ uint8_t Rsp_Poll(Z80_State* state) {
     }
 }
 
-bool Rsp_IdleWait(uint32_t microseconds) {
+bool Rsp_IdleWait(Z80_State* state, uint32_t microseconds) {
     Rsp_Link& link = g_RemoteLink;
     const uint32_t number = link.session.load(std::memory_order_acquire);
     if (!(number & 1) && number == g_session.number) return false;
     const uint64_t start = Microseconds();
     const bool burst = start - g_session.lastPacket < kBurstMicroseconds;
     const uint64_t limit = burst ? kSpinMicroseconds : microseconds;
+    link.lentState = state;
+    link.lent.store(RSP_LENT, std::memory_order_release);
     do {
         if (link.phase.load(std::memory_order_acquire) == RSP_REQUEST ||
             link.interrupt.load(std::memory_order_relaxed) ||
             link.session.load(std::memory_order_relaxed) != number)
-            return true;
+            break;
         if (burst)
             PAL_Yield();
         else
             PAL_SleepMicroseconds(kNapMicroseconds);
     } while (Microseconds() - start < limit);
+    // Taken back once the socket thread has finished the read it may be answering.
+    for (uint8_t expected = RSP_LENT; !link.lent.compare_exchange_weak(
+             expected, RSP_OWNED, std::memory_order_acq_rel, std::memory_order_relaxed);
+         expected = RSP_LENT)
+        PAL_Yield();
+    return true;
+}
+
+bool Rsp_AnswerLent(const char* packet, size_t length, char* reply, size_t* replyLength) {
+    Rsp_Link& link = g_RemoteLink;
+    if (length == 0 || (packet[0] != 'm' && packet[0] != 'g' && packet[0] != 'p')) return false;
+    uint8_t expected = RSP_LENT;
+    if (!link.lent.compare_exchange_strong(expected, RSP_BORROWED, std::memory_order_acquire,
+                                           std::memory_order_relaxed))
+        return false;
+    Rsp_Handle(link.lentState, packet, length, reply, replyLength);
+    link.lent.store(RSP_LENT, std::memory_order_release);
     return true;
 }

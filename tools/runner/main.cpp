@@ -15,6 +15,7 @@
 #include "common/tape/tape.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
+#include "platform/remote_server.h"
 #include "platform/settings_path.h"
 #include "tools/runner/runner_disks.h"
 #include "tools/runner/runner_machine.h"
@@ -214,6 +215,11 @@ int RunAction(RunnerMachine& machine, const RunnerOptions& options, const Runner
         case RunnerActionKind::DumpMonitor:
             PrintGrid(Runner_MonitorGrid(machine));
             return EXIT_DONE;
+        case RunnerActionKind::GdbWait:
+            std::printf("gdb: waiting for a client\n");
+            if (!OutputWritten()) return OutputFailed();
+            Runner_ServeDebugger(machine);
+            return EXIT_DONE;
     }
     return EXIT_DONE;
 }
@@ -299,6 +305,17 @@ int main(int argc, char** argv) {
         Emul_RunOnThread(&machine.control, RunSnapshotJob, &job);
     }
 
+    if (options.gdbPort >= 0) {
+        uint16_t port = PAL_StartRemoteServer(static_cast<uint16_t>(options.gdbPort), error);
+        if (port == 0) {
+            Runner_ShutdownMachine(machine);
+            PAL_EjectAll();
+            return Fail("--gdb: " + error, EXIT_BAD_USAGE);
+        }
+        std::printf("gdb: listening on port %u\n", port);
+        if (!OutputWritten()) return OutputFailed();
+    }
+
     auto hostStart = std::chrono::steady_clock::now();
     uint64_t emulatedStart = Runner_Elapsed(machine);
     int code = EXIT_DONE;
@@ -325,6 +342,7 @@ int main(int argc, char** argv) {
         int failed = Fail(error, EXIT_BAD_USAGE);
         if (code == EXIT_DONE) code = failed;
     }
+    PAL_StopRemoteServer();
     Runner_ShutdownMachine(machine);
     PAL_EjectAll();
     if (frameHashes) {

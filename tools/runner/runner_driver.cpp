@@ -115,6 +115,11 @@ uint32_t Runner_OnSlice(uint32_t microseconds) {
 
     Z80_State* cpu = g_Machine.processor;
     RunnerMachine& machine = *d.machine;
+    if (!d.finished && d.goal == RunnerGoal::Debugger) {
+        machine.stopReason = cpu->stopReason;
+        machine.stopPC = cpu->PC;
+        return 0;  // the client runs and stops the machine as it likes
+    }
     if (!cpu->running && machine.keepGoing) {  // a step stopped the machine
         RecordStop(machine, *cpu);
         cpu->running = 1;

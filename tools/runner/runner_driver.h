@@ -9,7 +9,8 @@
 
 #include "tools/runner/runner_machine.h"
 
-enum class RunnerGoal { Time, Text, Stop, Type };
+// Debugger: the machine is the remote client's until it detaches.
+enum class RunnerGoal { Time, Text, Stop, Type, Debugger };
 
 struct RunnerTyping {
     std::vector<KeyStroke> strokes;

@@ -7,6 +7,7 @@
 #include "common/host_services.h"
 #include "common/machine/machine.h"
 #include "common/monitor/monitor.h"
+#include "common/remote/remote.h"
 #include "common/video/renderer.h"
 #include "platform/rom_files.h"
 #include "tools/runner/runner_driver.h"
@@ -17,6 +18,7 @@ namespace {
 // Host time the monitor may take to carry out a command line; it needs milliseconds.
 constexpr uint32_t MONITOR_ANSWER_LIMIT_MS = 120000;
 constexpr uint32_t HOLD_CHECK_MICROSECONDS = 100;
+constexpr uint32_t DEBUGGER_CHECK_MICROSECONDS = 10000;
 
 // Waits until the run loop has seen the pause request: from then on no instruction runs
 // and what the emulation thread wrote before can be read here.
@@ -159,6 +161,29 @@ bool Runner_RunUntilStop(RunnerMachine& machine, uint64_t timeoutMicroseconds) {
         }
     }
     return RunToward(machine, RunnerGoal::Stop, timeoutMicroseconds) == RunnerOutcome::Stopped;
+}
+
+void Runner_ServeDebugger(RunnerMachine& machine) {
+    RunnerDriver& d = g_RunnerDriver;
+    {
+        std::lock_guard<std::mutex> lock(d.mutex);
+        d.goal = RunnerGoal::Debugger;
+        d.finished = false;
+        d.pendingStop = false;
+    }
+    machine.control.pauseRequest.store(0, std::memory_order_release);
+    // Sessions count up: odd while a client is attached.
+    const uint32_t start = g_RemoteLink.session.load(std::memory_order_acquire);
+    const uint32_t end = (start | 1) + 1;
+    while (g_RemoteLink.session.load(std::memory_order_acquire) < end)
+        PAL_SleepMicroseconds(DEBUGGER_CHECK_MICROSECONDS);
+    {
+        std::lock_guard<std::mutex> lock(d.mutex);
+        d.finished = true;
+    }
+    machine.control.pauseRequest.store(1, std::memory_order_release);
+    WaitUntilHeld(machine);
+    Settle(machine);
 }
 
 bool Runner_Type(RunnerMachine& machine, const std::vector<KeyStroke>& strokes) {

@@ -72,6 +72,9 @@ bool Runner_RunUntilText(RunnerMachine& machine, const std::string& text,
                          uint64_t timeoutMicroseconds);
 // Runs until the machine stops; true when it did within the time limit.
 bool Runner_RunUntilStop(RunnerMachine& machine, uint64_t timeoutMicroseconds);
+// Leaves the machine, as it stands, to the remote debugger until a client has attached
+// and detached (at once when one was attached and has gone); then holds it again.
+void Runner_ServeDebugger(RunnerMachine& machine);
 // Types the strokes, each pressed until the firmware has seen it and then released.
 bool Runner_Type(RunnerMachine& machine, const std::vector<KeyStroke>& strokes);
 

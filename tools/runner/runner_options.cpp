@@ -57,6 +57,9 @@ const char* const HELP_TEXT =
     "  --keep-going                 count stops of the machine (breakpoints, unsupported\n"
     "                               ports and instructions), report them on standard\n"
     "                               error and run on, instead of stopping into the monitor\n"
+    "  --gdb PORT                   listen for a GDB remote protocol client on\n"
+    "                               127.0.0.1 and ::1 (one at a time); PORT 0 takes a\n"
+    "                               free port. Prints \"gdb: listening on port N\"\n"
     "\n"
     "Settings (anywhere):\n"
     "  --timeout-ms N               time limit of the waiting actions that follow\n"
@@ -107,6 +110,9 @@ const char* const HELP_TEXT =
     "                               host's clock, as a real device plays)\n"
     "  --dump-monitor               print the monitor's 75 x 41 console (a byte that is\n"
     "                               not printable ASCII shows as '?')\n"
+    "  --gdb-wait                   (with --gdb) print \"gdb: waiting for a client\" and\n"
+    "                               leave the machine to the client until one has\n"
+    "                               attached and detached\n"
     "\n"
     "When the machine stops into the monitor, the running action ends and the runner\n"
     "prints \"stop: PC=XXXX\" with the monitor's message; the following actions work on\n"
@@ -255,6 +261,18 @@ const OptionRow OPTIONS[] = {
      [](RunnerOptions& o, const std::string&, std::string&) { return o.realtime = true; }},
     {"--keep-going", OptionRole::Machine, false,
      [](RunnerOptions& o, const std::string&, std::string&) { return o.keepGoing = true; }},
+    {"--gdb", OptionRole::Machine, true,
+     [](RunnerOptions& o, const std::string& v, std::string& e) {
+         char* end = nullptr;
+         errno = 0;
+         unsigned long port = std::strtoul(v.c_str(), &end, 10);
+         if (v.empty() || v[0] < '0' || v[0] > '9' || *end != '\0' || errno || port > 65535) {
+             e = "--gdb needs a port number from 0 to 65535, not '" + v + "'";
+             return false;
+         }
+         o.gdbPort = static_cast<int>(port);
+         return true;
+     }},
 
     {"--timeout-ms", OptionRole::Setting, true,
      [](RunnerOptions& o, const std::string& v, std::string& e) {
@@ -349,6 +367,15 @@ const OptionRow OPTIONS[] = {
     {"--dump-monitor", OptionRole::Action, false,
      [](RunnerOptions& o, const std::string&, std::string&) {
          AddAction(o, RunnerActionKind::DumpMonitor);
+         return true;
+     }},
+    {"--gdb-wait", OptionRole::Action, false,
+     [](RunnerOptions& o, const std::string&, std::string& e) {
+         if (o.gdbPort < 0) {
+             e = "--gdb-wait needs --gdb PORT before it";
+             return false;
+         }
+         AddAction(o, RunnerActionKind::GdbWait);
          return true;
      }},
 };

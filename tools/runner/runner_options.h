@@ -19,6 +19,7 @@ enum class RunnerActionKind {
     Autorun,
     Wav,
     SaveSnapshot,
+    GdbWait,
 };
 
 struct RunnerAction {
@@ -36,6 +37,7 @@ struct RunnerOptions {
     bool fast = false;  // "Fastest": line-based CRTC and thread-driven sound (CPC_TYPE_SPEED_BITS)
     bool realtime = false;
     bool keepGoing = false;
+    int gdbPort = -1;          // --gdb: the remote debugger's port (0: a free one), -1 for none
     std::string disks[2];      // --disk-a, --disk-b: names for the drive slots, empty for none
     std::string settingsPath;  // --settings: empty for no settings file
     std::string snapshot;      // --snapshot: the file to start from, empty for a reset
