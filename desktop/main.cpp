@@ -25,6 +25,7 @@
 #include "desktop/shell.h"
 #include "desktop/window_placement.h"
 #include "desktop/xkb_layout.h"
+#include "platform/remote_server.h"
 #include "platform/settings_path.h"
 
 namespace {
@@ -150,8 +151,14 @@ int main(int argc, char** argv) {
     g_Shell.control.postMessage = MainWindow::PostMessage;
     g_Shell.monitorConsole = console.Grid();
 
+    if (g_Shell.gdbPort != 0) {
+        std::string error;
+        if (PAL_StartRemoteServer(g_Shell.gdbPort, error) == 0)
+            QMessageBox::warning(&window, SHELL_TITLE, QString::fromStdString("GdbPort: " + error));
+    }
     if (Win32_StartEmulation()) app.exec();
     Win32_StopEmulation();
+    PAL_StopRemoteServer();
     PAL_EjectAll();
 
     PAL_SetRepaintHandler(nullptr);

@@ -18,6 +18,7 @@
 #include <string>
 
 #include "common/host_services.h"
+#include "common/remote/remote.h"
 #include "desktop/screen_widget.h"
 #include "desktop/shell.h"
 #include "desktop/tape_menu.h"
@@ -238,6 +239,11 @@ void MainWindow::About() {
     layout->addWidget(new QLabel(QString::fromLatin1(kVersionTemplate)
                                      .arg(QStringLiteral(BRALLIVANE_FILE_VERSION))
                                      .arg(QStringLiteral(" (DEBUG)"))));
+    if (uint16_t port = g_RemoteLink.port.load(std::memory_order_relaxed))
+        layout->addWidget(
+            new QLabel(QStringLiteral("GDB remote debugger: 127.0.0.1 port %1%2")
+                           .arg(port)
+                           .arg(Rsp_Attached() ? QStringLiteral(", attached") : QString())));
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok);
     connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
     layout->addWidget(buttons);

@@ -143,6 +143,7 @@ void ScreenWidget::PaintStatus(QPainter& painter) {
     box(STATUS_EMPTY_BOX_X, fields.empty, "E", leftTop);
     text(STATUS_CORRECTION_X, fields.joystick ? STATUS_JOYSTICK_X : right, fields.correction,
          leftTop);
+    if (!fields.remote.empty()) text(STATUS_REMOTE_X, right, fields.remote, leftTop);
 }
 
 void ScreenWidget::Key(QKeyEvent* event, bool pressed) {

@@ -77,6 +77,8 @@ void Shell_ReadSettings() {
     unsigned zoom = ReadSetting("Zoom", 1);
     g_Shell.zoom = zoom >= 1 && zoom <= SHELL_MAX_ZOOM ? zoom : 1;
     g_Shell.autoStart = ReadFlag("AutoStart", 0);
+    unsigned gdbPort = ReadSetting("GdbPort", 0);
+    g_Shell.gdbPort = static_cast<uint16_t>(gdbPort >= 1024 && gdbPort <= 65535 ? gdbPort : 0);
     std::string path = PAL_GetSettingsPath();
     path.copy(control.settingsPath, sizeof control.settingsPath - 1);
 }

@@ -72,6 +72,7 @@ struct ShellState {
     uint32_t autoStart = 0;  // set the machine running after every start
     bool startFailed = false;
     MemoryConsole* monitorConsole = nullptr;  // where Run types the monitor's F5
+    uint16_t gdbPort = 0;  // GdbPort: the remote debugger's port, 0 for none
     ShellUi ui{};
 };
 

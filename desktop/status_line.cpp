@@ -3,6 +3,7 @@
 
 #include "common/host_services.h"
 #include "common/machine/machine.h"
+#include "common/remote/remote.h"
 #include "common/sound/psg_sound_state.h"
 #include "common/tape/tape.h"
 #include "common/video/renderer.h"
@@ -61,6 +62,8 @@ StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY)
     int32_t count = static_cast<int32_t>(static_cast<uint32_t>(s.correctionCount));
     if (count > 0) sum /= count;
     fields.correction = std::to_string(sum);
+    if (Rsp_Attached())
+        fields.remote = "GDB " + std::to_string(g_RemoteLink.port.load(std::memory_order_relaxed));
     s.bufferHighIndicator = 0;
     s.bufferLowIndicator = 0;
     s.correctionCount = 0;

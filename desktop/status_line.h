@@ -22,6 +22,7 @@ constexpr int STATUS_JOYSTICK_X = 520;
 constexpr int STATUS_FIELD_GAP = 4;  // a clipped field ends this far before the next
 constexpr const char* STATUS_STOPPED = "STOP";
 constexpr const char* STATUS_JOYSTICK = "Joystick";
+constexpr int STATUS_REMOTE_X = 580;
 
 enum class StatusBox { Grey, Orange, Red };
 
@@ -34,6 +35,7 @@ struct StatusFields {
     StatusBox full, empty;
     std::string correction;
     bool joystick;  // F11's joystick mode is on
+    std::string remote;  // "GDB PORT" while a remote debugger is attached
 };
 
 // The fields for the next paint of the status line. Starts a new measuring interval: the
