@@ -39,3 +39,11 @@ again:  in a,(c)            ; 0033
         nop                 ; 0050: runs on to the output at 0023
         nop                 ; 0051
         jr badport          ; 0052
+
+        org 60h
+store:                      ; a write after a while of running
+        ld hl,8000h         ; 0060
+        ld b,0              ; 0063
+wait:   djnz wait           ; 0065: 256 rounds first
+        ld (hl),b           ; 0067
+        jr store            ; 0068
