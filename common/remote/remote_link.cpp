@@ -87,8 +87,8 @@ uint8_t Rsp_Poll(Z80_State* state) {
     switch (result) {
         case RSP_CONTINUE:
         case RSP_STEP:
+            // A Ctrl-C that came before this pass took the packet still counts.
             link.phase.store(RSP_BUSY, std::memory_order_relaxed);
-            link.interrupt.store(0, std::memory_order_relaxed);
             g_session.waiting = true;
             return result == RSP_STEP ? DBG_STEP : DBG_RUN;
         case RSP_DETACH: Answer(link, result, length); return DBG_RUN;  // the machine runs on

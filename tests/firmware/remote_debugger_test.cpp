@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -32,6 +33,8 @@ struct RawClient {
         a.sin_family = AF_INET;
         a.sin_port = htons(static_cast<uint16_t>(port));
         a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        timeval patience{60, 0};  // a missing answer fails the test instead of hanging it
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) fd = -1;
     }
     ~RawClient() {
