@@ -59,7 +59,7 @@ TEST(RemoteDebugger, GdbSessionCtrlCAndDetach) {
     TempFolder folder;
     // A runner left waiting by a failed check ends on its own.
     std::string command =
-        "timeout 300 " + std::string(RUNNER_PATH) + " --no-trace --roms " + FirmwareDirectory() +
+        "timeout 120 " + std::string(RUNNER_PATH) + " --no-trace --roms " + FirmwareDirectory() +
         " --gdb 0 --until-text Ready --gdb-wait --gdb-wait --run-ms 100" + " --dump-monitor 2>&1";
     std::FILE* runner = popen(command.c_str(), "r");
     ASSERT_TRUE(runner);
