@@ -24,6 +24,25 @@ struct Session {
 Session g_session;
 uint64_t g_ticksPerSecond = 0;
 
+// The monitor's status row says that a client is attached, beside the run state (which
+// clears the row whenever it changes).
+constexpr int kMarkRow = 40;
+constexpr int kMarkColumn = 56;
+constexpr const char* kMark = "GDB attached";
+constexpr const char* kNoMark = "            ";
+struct Mark {
+    bool shown = false;
+    uint8_t running = 0;
+};
+Mark g_mark;
+
+void ShowMark(const Z80_State* state) {
+    const bool attached = g_session.number & 1;
+    if (attached == g_mark.shown && (!attached || state->running == g_mark.running)) return;
+    Dbg_PrintAt(kMarkColumn, kMarkRow, attached ? kMark : kNoMark);
+    g_mark = {attached, state->running};
+}
+
 uint64_t Microseconds() {
     if (g_ticksPerSecond == 0 && !PAL_QueryPerformanceFrequency(&g_ticksPerSecond))
         g_ticksPerSecond = 1;
@@ -61,6 +80,7 @@ uint8_t Rsp_Poll(Z80_State* state) {
     Rsp_Link& link = g_RemoteLink;
     const uint32_t number = link.session.load(std::memory_order_acquire);
     if (number != g_session.number) return NewSession(state, number);
+    ShowMark(state);
     const uint8_t phase = link.phase.load(std::memory_order_acquire);
     if (!(number & 1)) {
         // A packet of a client that has gone is dropped.

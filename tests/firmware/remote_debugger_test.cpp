@@ -107,6 +107,7 @@ TEST(RemoteDebugger, GdbSessionCtrlCAndDetach) {
     EXPECT_EQ(pclose(runner), 0) << rest;
     EXPECT_NE(rest.find("RUNNING"), std::string::npos) << rest;
     EXPECT_NE(rest.find("Remote debugger detached."), std::string::npos) << rest;
+    EXPECT_EQ(rest.find("GDB attached"), std::string::npos) << rest;
 }
 
 }  // namespace
