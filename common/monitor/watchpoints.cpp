@@ -106,8 +106,9 @@ void Rebuild(Z80_State* state) {
     }
 }
 
+// Through the read map, as the processor reads: this runs before every instruction.
 uint8_t Read(Z80_State* s, uint16_t address) {
-    return s->machine->ReadMem(address);
+    return s->machine->readMap[address >> 14][address & 0x3FFF];
 }
 
 uint16_t ReadWord(Z80_State* s, uint16_t address) {

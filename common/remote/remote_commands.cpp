@@ -36,7 +36,7 @@ constexpr uint8_t kSignalInterrupt = 2;
 constexpr uint8_t kSignalIllegal = 4;
 constexpr uint8_t kSignalTrap = 5;
 constexpr uint8_t kSignalBus = 10;
-constexpr int kPcRegister = 5;
+constexpr uint8_t kPcRegister = 5;
 constexpr size_t kMostBytesRead = (RSP_REPLY_SIZE - 8) / 2;
 
 // The reply being built; every writer checks the room left.
@@ -266,7 +266,8 @@ size_t Rsp_StopReply(Z80_State* s, bool interrupted, char* text) {
     }
     r.Add("T");
     r.Byte(signal);
-    r.Add("05:");
+    r.Byte(kPcRegister);
+    r.Add(":");
     r.Word(s->PC);
     r.Add(";");
     const Wp_Hit& hit = Wp_LastHit();
