@@ -43,10 +43,16 @@ Rsp_Event Rsp_Feed(Rsp_Framer* f, uint8_t byte) {
             else
                 f->overflow = true;
             return RSP_NONE;
-        case CHECK_HIGH:
-            f->check = static_cast<uint8_t>(HexValue(byte) << 4);
-            f->phase = HexValue(byte) < 0 ? BETWEEN : CHECK_LOW;
-            return f->phase == BETWEEN ? RSP_BAD_CHECKSUM : RSP_NONE;
+        case CHECK_HIGH: {
+            const int high = HexValue(byte);
+            if (high < 0) {
+                f->phase = BETWEEN;
+                return RSP_BAD_CHECKSUM;
+            }
+            f->check = static_cast<uint8_t>(high << 4);
+            f->phase = CHECK_LOW;
+            return RSP_NONE;
+        }
         default: {
             f->phase = BETWEEN;
             f->packet[f->length] = '\0';
