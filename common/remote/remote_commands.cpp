@@ -57,6 +57,11 @@ struct Reply {
     }
 };
 
+Rsp_Result Refuse(Reply& r) {
+    r.Add("E01");
+    return RSP_ANSWER;
+}
+
 int HexValue(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -134,7 +139,7 @@ bool Is(const char* packet, size_t length, const char* word) {
 
 Rsp_Result ReadMemory(Z80_State* s, const char* p, const char* end, Reply& r) {
     uint32_t address = 0, length = 0;
-    if (!ParseRange(p, end, 0, &address, &length) || length == 0) return r.Add("E01"), RSP_ANSWER;
+    if (!ParseRange(p, end, 0, &address, &length) || length == 0) return Refuse(r);
     // A read past FFFF or longer than a reply holds gives what there is.
     if (length > 0x10000 - address) length = 0x10000 - address;
     if (length > kMostBytesRead) length = kMostBytesRead;
@@ -147,7 +152,7 @@ Rsp_Result ReadMemory(Z80_State* s, const char* p, const char* end, Reply& r) {
 Rsp_Result WriteMemory(Z80_State* s, const char* p, const char* end, bool binary, Reply& r) {
     uint32_t address = 0, length = 0;
     p = ParseRange(p, end, ':', &address, &length);
-    if (!p || length > 0x10000 - address) return r.Add("E01"), RSP_ANSWER;
+    if (!p || length > 0x10000 - address) return Refuse(r);
     uint8_t bytes[RSP_PACKET_SIZE];
     uint32_t count = 0;
     while (p < end && count < length) {
@@ -165,7 +170,7 @@ Rsp_Result WriteMemory(Z80_State* s, const char* p, const char* end, bool binary
         }
         bytes[count++] = static_cast<uint8_t>(value);
     }
-    if (count != length || p != end) return r.Add("E01"), RSP_ANSWER;
+    if (count != length || p != end) return Refuse(r);
     for (uint32_t i = 0; i < count; ++i)
         Wp_WriteUnwatched(s, static_cast<uint16_t>(address + i), bytes[i]);
     r.Add("OK");
@@ -193,7 +198,7 @@ Rsp_Result Point(Z80_State* s, const char* p, const char* end, bool insert, Repl
         r.Add("OK");
         return RSP_CHANGED;
     }
-    if (size == 0 || size > 0x10000 - address) return r.Add("E01"), RSP_ANSWER;
+    if (size == 0 || size > 0x10000 - address) return Refuse(r);
     const uint16_t last = static_cast<uint16_t>(address + size - 1);
     bool done = insert ? Wp_Add(s, kKinds[type], at, last) : Wp_Remove(s, kKinds[type], at, last);
     r.Add(done ? "OK" : "E01");
@@ -204,10 +209,12 @@ Rsp_Result Point(Z80_State* s, const char* p, const char* end, bool insert, Repl
 Rsp_Result Features(const char* p, const char* end, Reply& r) {
     uint32_t offset = 0, length = 0;
     const char* q = ParseHex(p, end, &offset);
-    if (!q || q == end || *q != ',' || ParseHex(q + 1, end, &length) != end)
-        return r.Add("E01"), RSP_ANSWER;
+    if (!q || q == end || *q != ',' || ParseHex(q + 1, end, &length) != end) return Refuse(r);
     const size_t total = std::strlen(kTargetXml);
-    if (offset >= total) return r.Add("l"), RSP_ANSWER;
+    if (offset >= total) {
+        r.Add("l");
+        return RSP_ANSWER;
+    }
     size_t n = total - offset;
     if (length > RSP_REPLY_SIZE - 8) length = RSP_REPLY_SIZE - 8;
     if (n > length) n = length;
@@ -221,7 +228,7 @@ Rsp_Result Features(const char* p, const char* end, Reply& r) {
 Rsp_Result Resume(Z80_State* s, const char* p, const char* end, bool step, Reply& r) {
     if (p < end) {
         uint32_t address = 0;
-        if (ParseHex(p, end, &address) != end || address > 0xFFFF) return r.Add("E01"), RSP_ANSWER;
+        if (ParseHex(p, end, &address) != end || address > 0xFFFF) return Refuse(r);
         s->PC = static_cast<uint16_t>(address);
     }
     return step ? RSP_STEP : RSP_CONTINUE;
