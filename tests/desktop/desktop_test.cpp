@@ -1,6 +1,10 @@
 // The desktop program under a virtual X server: real windows, real X key events, pixels
 // read back. Each test starts the program in a run directory of its own.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <QGuiApplication>
 #include <chrono>
@@ -286,6 +290,39 @@ TEST_F(Desktop, SoundIsHeardInTheFileSdlWrites) {
     std::vector<size_t> changes = SignChanges(sound.left);
     EXPECT_NEAR(Frequency(changes), 440.0, 5.0);
     EXPECT_LT(HalfWaveSpread(changes), 0.05) << "no gap or crackle in the tone";
+}
+
+// A loopback socket on the port, connected (port 0: bound to a free port, which port gets).
+int LoopbackSocket(int* port, bool connectToIt) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(static_cast<uint16_t>(*port));
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof a;
+    bool done = connectToIt ? connect(fd, reinterpret_cast<sockaddr*>(&a), size) == 0
+                            : bind(fd, reinterpret_cast<sockaddr*>(&a), size) == 0 &&
+                                  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size) == 0;
+    *port = ntohs(a.sin_port);
+    if (!done) close(fd);
+    return done ? fd : -1;
+}
+
+TEST_F(Desktop, RemoteDebuggerOnTheSettingsPort) {
+    int port = 0;
+    close(LoopbackSocket(&port, false));  // a port free a moment ago
+    Start("[Settings]\nGdbPort=" + std::to_string(port) + "\n");
+    int client = -1;
+    EXPECT_TRUE(WaitFor([&] { return (client = LoopbackSocket(&port, true)) >= 0; }, 5000));
+    ASSERT_GE(client, 0);
+    timeval patience{10, 0};
+    setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    send(client, "$g#67", 5, 0);
+    char reply[64] = {};
+    EXPECT_EQ(recv(client, reply, 57, MSG_WAITALL), 57) << reply;  // "+$", 52 digits, "#cs"
+    EXPECT_TRUE(WaitFor([&] { return MonitorShows(Monitor(), 56, 40, "GDB attached"); }, 5000));
+    close(client);
+    EXPECT_TRUE(WaitFor([&] { return !MonitorShows(Monitor(), 56, 40, "GDB attached"); }, 5000));
 }
 
 // At start no ROM folder at all; on a restart to the 464 its ROM file is missing. The box
