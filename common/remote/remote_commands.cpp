@@ -37,6 +37,9 @@ constexpr uint8_t kSignalIllegal = 4;
 constexpr uint8_t kSignalTrap = 5;
 constexpr uint8_t kSignalBus = 10;
 constexpr uint8_t kPcRegister = 5;
+// The addresses of the client's Z1 breakpoints, whose stops say "hwbreak".
+bool g_hardware[65536];
+
 constexpr size_t kMostBytesRead = (RSP_REPLY_SIZE - 8) / 2;
 
 // The reply being built; every writer checks the room left.
@@ -195,6 +198,7 @@ Rsp_Result Point(Z80_State* s, const char* p, const char* end, bool insert, Repl
             Z80_AddBreakpoint(s, at, Z80_BREAKPOINT_PERMANENT);
         else
             Z80_ClearBreakpoint(s, at);
+        if (type == 1) g_hardware[at] = insert;
         r.Add("OK");
         return RSP_CHANGED;
     }
@@ -264,7 +268,9 @@ size_t Rsp_StopReply(Z80_State* s, bool interrupted, char* text) {
     } else {
         switch (s->stopReason) {
             case Z80_STOP_BREAKPOINT:
-            case Z80_STOP_TEMP_BREAKPOINT: reason = "swbreak:;"; break;
+            case Z80_STOP_TEMP_BREAKPOINT:
+                reason = g_hardware[s->PC] ? "hwbreak:;" : "swbreak:;";
+                break;
             case Z80_STOP_UNKNOWN_INSTRUCTION:
             case Z80_STOP_INVALID_PREFIX: signal = kSignalIllegal; break;
             case Z80_STOP_UNSUPPORTED_PORT: signal = kSignalBus; break;
