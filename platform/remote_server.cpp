@@ -36,6 +36,7 @@ struct Server {
     bool noAck = false;
     bool noAckAsked = false;
     bool awaiting = false;  // a packet of this client is with the emulation thread
+    bool spin = false;      // its answer has not been looked for yet
     Rsp_Framer framer;
     char frame[RSP_REPLY_SIZE + 4];
     size_t frameLength = 0;  // the last answer, for a "-"
@@ -119,6 +120,7 @@ void OnEvent(Server& s, Rsp_Event event) {
             link.requestSession = link.session.load(std::memory_order_relaxed);
             s.noAckAsked = std::strcmp(s.framer.packet, "QStartNoAckMode") == 0;
             s.awaiting = true;
+            s.spin = true;
             link.phase.store(RSP_REQUEST, std::memory_order_release);
             break;
         case RSP_BAD_CHECKSUM: Acknowledge(s, '-'); break;
@@ -162,8 +164,10 @@ void Receive(Server& s) {
 
 void Serve(Server& s) {
     while (!s.stop.load(std::memory_order_acquire)) {
-        // The answer usually comes within microseconds: look for it before sleeping.
-        if (s.awaiting) {
+        // The answer usually comes within microseconds: look for it before sleeping, once
+        // (a continue may wait for long).
+        if (s.awaiting && s.spin) {
+            s.spin = false;
             auto until = std::chrono::steady_clock::now() + kReplySpin;
             while (g_RemoteLink.phase.load(std::memory_order_acquire) != RSP_REPLY &&
                    std::chrono::steady_clock::now() < until)
@@ -176,7 +180,7 @@ void Serve(Server& s) {
             if (listener >= 0) fds[count++] = {listener, POLLIN, 0};
         const nfds_t clientIndex = count;
         if (s.client >= 0) fds[count++] = {s.client, POLLIN, 0};
-        if (poll(fds, count, s.awaiting ? 1 : kPollMilliseconds) <= 0) continue;
+        if (poll(fds, count, kPollMilliseconds) <= 0) continue;
         for (nfds_t i = 0; i < clientIndex; ++i)
             if (fds[i].revents & POLLIN) Accept(s, fds[i].fd);
         if (clientIndex < count && s.client == fds[clientIndex].fd && fds[clientIndex].revents)

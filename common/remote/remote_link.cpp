@@ -14,7 +14,7 @@ namespace {
 // pieces at every stop) the idle loop looks for the next one without sleeping.
 constexpr uint64_t kBurstMicroseconds = 5000;
 constexpr uint64_t kSpinMicroseconds = 2000;
-constexpr uint32_t kNapMicroseconds = 100;
+constexpr uint32_t kNapMicroseconds = 500;
 
 struct Session {
     uint32_t number = 0;      // the link's session as last seen
