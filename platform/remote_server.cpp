@@ -150,6 +150,9 @@ void Accept(Server& s, int listener) {
     s.noAck = s.noAckAsked = false;
     s.framer = Rsp_Framer{};
     s.frameLength = 0;
+    // A Ctrl-C of the last client is forgotten; one of this client may come before the run
+    // loop has even seen it attach.
+    g_RemoteLink.interrupt.store(0, std::memory_order_relaxed);
     g_RemoteLink.session.fetch_add(1, std::memory_order_acq_rel);  // odd: a client
 }
 

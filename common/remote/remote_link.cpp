@@ -64,7 +64,6 @@ uint8_t NewSession(Z80_State* state, uint32_t number) {
     if (g_session.waiting && link.phase.load(std::memory_order_acquire) == RSP_BUSY)
         link.phase.store(RSP_IDLE, std::memory_order_release);
     g_session = Session{number, false, 0};
-    link.interrupt.store(0, std::memory_order_relaxed);
     Dbg_Message(attached ? "Remote debugger attached." : "Remote debugger detached.");
     // A debugger expects to find the machine stopped.
     return attached && state->running ? DBG_STOP : DBG_REFRESH;
