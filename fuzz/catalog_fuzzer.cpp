@@ -9,7 +9,7 @@
 
 #include "common/disk/fdc.h"
 #include "common/xtools/xtools.h"
-#include "tools/runner/autorun.h"
+#include "platform/amsdos_catalog.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const bool quiet = (XT_AdjustTraceLevel(0), true);
@@ -22,8 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FDC_Disk disk{};
     if (FDC_LoadDskBytes(&disk, data + 1 + nameLength, size - 1 - nameLength)) {
         std::vector<AmsdosFile> files;
-        if (Runner_ReadCatalog(disk, files)) {
-            std::string command = Runner_ChooseAutorunCommand(files, imageName);
+        if (PAL_ReadAmsdosCatalog(disk, files)) {
+            std::string command = PAL_ChooseAutorunCommand(files, imageName);
             bool listed = command == "|CPM";
             for (const AmsdosFile& file : files) {
                 if (file.name.size() > 8 || file.extension.size() > 3) __builtin_trap();

@@ -59,14 +59,14 @@ TEST_F(DiskFirmware, ThirdPartyDisksListAndAutorun) {
         ASSERT_TRUE(PAL_LoadDisk(ThirdPartyDisk(disk.image).c_str(), 0));
         TypeAndExpect("", "Ready");
         TypeAndExpect("CAT\\n", "K free");
-        EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), disk.catalog)) << ScreenDump();
+        EXPECT_TRUE(PAL_ScreenShows(Runner_ScreenText(), disk.catalog)) << ScreenDump();
         TypeAndExpect("CLS\\n", "Ready");
         std::string typed;
         ASSERT_EQ(Runner_Autorun(machine_, 1000000, typed), AutorunResult::Typed) << typed;
         EXPECT_EQ(typed, disk.command);
         if (disk.shows) TypeAndExpect("", disk.shows, 30000);
         ASSERT_TRUE(Runner_Run(machine_, 3000000));
-        EXPECT_FALSE(Runner_ScreenShows(Runner_ScreenText(), "not found")) << ScreenDump();
+        EXPECT_FALSE(PAL_ScreenShows(Runner_ScreenText(), "not found")) << ScreenDump();
         int drawn = 0;  // screen bytes set since the CLS
         for (size_t i = 0; i < CPC_PAGE_SIZE; ++i) drawn += g_Machine.baseRam[3][i] != 0;
         EXPECT_GT(drawn, 20) << ScreenDump();
@@ -99,8 +99,8 @@ TEST_F(DiskFirmware, DiskChangesFromAnotherThread) {
     host.join();
     ASSERT_TRUE(PAL_LoadDisk(hello_.c_str(), 0));
     TypeAndExpect("\\e\\e\\nCLS\\nCAT\\n", "176K free");
-    EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), "HELLO   .BAS   1K   README  .TXT   1K"))
+    EXPECT_TRUE(PAL_ScreenShows(Runner_ScreenText(), "HELLO   .BAS   1K   README  .TXT   1K"))
         << ScreenDump();
     TypeAndExpect("RUN\"hello\"\\n", "LINE 20", 10000);
-    EXPECT_TRUE(Runner_ScreenShows(Runner_ScreenText(), "DISK OK")) << ScreenDump();
+    EXPECT_TRUE(PAL_ScreenShows(Runner_ScreenText(), "DISK OK")) << ScreenDump();
 }

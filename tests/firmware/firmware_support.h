@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/screen_text.h"
 #include "tools/runner/runner_machine.h"
-#include "tools/runner/screen_text.h"
 
 inline std::string FirmwareDirectory() {
     return std::string(BRALLIVANE_SHARED_DIR) + "/roms/";

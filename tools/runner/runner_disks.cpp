@@ -5,7 +5,7 @@
 
 #include "common/disk/fdc.h"
 #include "common/host_services.h"
-#include "tools/runner/autorun.h"
+#include "platform/amsdos_catalog.h"
 #include "tools/runner/key_script.h"
 
 bool Runner_InsertDisks(const RunnerOptions& options, std::string& error) {
@@ -27,12 +27,12 @@ AutorunResult Runner_Autorun(RunnerMachine& machine, uint64_t timeoutMicrosecond
         message = "--autorun: there is no disk in drive A";
         return AutorunResult::BadDisk;
     }
-    if (!Runner_ReadCatalog(*disk, files)) {
+    if (!PAL_ReadAmsdosCatalog(*disk, files)) {
         message = "--autorun: the disk in drive A has no AMSDOS directory";
         return AutorunResult::BadDisk;
     }
     std::string path = PAL_GetDrivePath(0);
-    std::string command = Runner_ChooseAutorunCommand(files, path.substr(path.rfind('/') + 1));
+    std::string command = PAL_ChooseAutorunCommand(files, path.substr(path.rfind('/') + 1));
 
     std::string typed;
     for (char c : command) typed += c == '\\' ? "\\\\" : std::string(1, c);

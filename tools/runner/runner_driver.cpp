@@ -11,8 +11,8 @@
 #include "common/machine/machine.h"
 #include "common/sound/psg.h"
 #include "common/video/renderer.h"
+#include "platform/screen_text.h"
 #include "tools/runner/frame_hashes.h"
-#include "tools/runner/screen_text.h"
 
 RunnerDriver g_RunnerDriver;
 
@@ -177,7 +177,7 @@ void Runner_OnFrame() {
     // Looked for at the frame's end, where the picture is whole; the run ends with the
     // slice, so the frame just finished is the last complete one.
     if (!d.finished && d.goal == RunnerGoal::Text && !d.textSeen)
-        d.textSeen = Runner_ScreenShows(Runner_ScreenText(), d.text);
+        d.textSeen = PAL_ScreenShows(Runner_ScreenText(), d.text);
 }
 
 void Runner_OnMessage(const char* text) {

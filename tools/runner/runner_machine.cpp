@@ -10,8 +10,8 @@
 #include "common/remote/remote.h"
 #include "common/video/renderer.h"
 #include "platform/rom_files.h"
+#include "platform/screen_text.h"
 #include "tools/runner/runner_driver.h"
-#include "tools/runner/screen_text.h"
 
 namespace {
 
@@ -142,7 +142,7 @@ bool Runner_Run(RunnerMachine& machine, uint64_t microseconds) {
 bool Runner_RunUntilText(RunnerMachine& machine, const std::string& text,
                          uint64_t timeoutMicroseconds) {
     machine.outcome = RunnerOutcome::Done;
-    if (Runner_ScreenShows(Runner_ScreenText(), text)) return true;
+    if (PAL_ScreenShows(Runner_ScreenText(), text)) return true;
     if (timeoutMicroseconds == 0) {
         machine.outcome = RunnerOutcome::TimedOut;
         return false;
@@ -238,8 +238,8 @@ void Runner_AddSliceListener(void (*listener)(uint32_t microseconds)) {
 
 std::vector<std::string> Runner_ScreenText() {
     ScreenView view{};
-    if (!Runner_CurrentScreen(view)) return {};
-    return Runner_ReadScreenText(view);
+    if (!PAL_CurrentScreen(view)) return {};
+    return PAL_ReadScreenText(view);
 }
 
 void Runner_ReportRepeatedStops(const RunnerMachine& machine, std::FILE* out) {

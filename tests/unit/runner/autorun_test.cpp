@@ -1,9 +1,8 @@
 // --autorun: reading an AMSDOS directory from a disk model, and choosing what to type.
-#include "tools/runner/autorun.h"
-
 #include <gtest/gtest.h>
 
 #include "dsk_writer.h"
+#include "platform/amsdos_catalog.h"
 
 namespace {
 constexpr AmsdosFileKind B = AmsdosFileKind::Basic;
@@ -35,7 +34,7 @@ TEST(Autorun, ChoosesTheProgramThatStartsTheDisk) {
         {"x.dsk", {{"GAME", "PRG", B}}, "RUN\"GAME.PRG\""},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(Runner_ChooseAutorunCommand(c.files, c.image), c.command)
+        EXPECT_EQ(PAL_ChooseAutorunCommand(c.files, c.image), c.command)
             << c.image << ", first file " << (c.files.empty() ? "" : c.files[0].name);
 }
 
@@ -54,7 +53,7 @@ TEST(Autorun, ReadsTheDirectoryAndTellsProgramsByTheirHeader) {
     FDC_Disk disk{};
     ASSERT_TRUE(LoadDskBytes(BuildDsk(image), disk));
     std::vector<AmsdosFile> catalog;
-    ASSERT_TRUE(Runner_ReadCatalog(disk, catalog));
+    ASSERT_TRUE(PAL_ReadAmsdosCatalog(disk, catalog));
     FDC_FreeDisk(&disk);
     std::string listed;
     for (const AmsdosFile& file : catalog)
@@ -64,6 +63,6 @@ TEST(Autorun, ReadsTheDirectoryAndTellsProgramsByTheirHeader) {
     TestImage unformatted;
     unformatted.tracks.push_back({{0x81, 2, std::vector<uint8_t>(512, 0)}});
     ASSERT_TRUE(LoadDskBytes(BuildDsk(unformatted), disk));
-    EXPECT_FALSE(Runner_ReadCatalog(disk, catalog));
+    EXPECT_FALSE(PAL_ReadAmsdosCatalog(disk, catalog));
     FDC_FreeDisk(&disk);
 }

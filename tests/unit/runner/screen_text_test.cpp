@@ -1,6 +1,6 @@
 // Screen reading on hand-made video RAM: a character set of distinct made-up glyphs is
 // drawn the way the firmware draws text, then read back.
-#include "tools/runner/screen_text.h"
+#include "platform/screen_text.h"
 
 #include <gtest/gtest.h>
 
@@ -78,7 +78,7 @@ TEST_F(ScreenText, ModeOneTextWithInverseCursorAndTrimmedLines) {
     Draw(3, 0, ' ', 1, 1);        // the cursor on an empty cell
     Draw(4, 2, 'X', 0, 1);        // inverse: paper and ink swapped
     Write(24, 36, "End!", 3, 0);  // another pen, last cell of the screen
-    auto lines = Runner_ReadScreenText(view_);
+    auto lines = PAL_ReadScreenText(view_);
     ASSERT_EQ(lines.size(), 25u);
     EXPECT_EQ(lines[0], " Amstrad 64K");
     EXPECT_EQ(lines[1], "");
@@ -86,18 +86,18 @@ TEST_F(ScreenText, ModeOneTextWithInverseCursorAndTrimmedLines) {
     EXPECT_EQ(lines[3], "");
     EXPECT_EQ(lines[4], "  X");
     EXPECT_EQ(lines[24], std::string(36, ' ') + "End!");
-    EXPECT_TRUE(Runner_ScreenShows(lines, "64K"));
-    EXPECT_FALSE(Runner_ScreenShows(lines, "Ready!"));
+    EXPECT_TRUE(PAL_ScreenShows(lines, "64K"));
+    EXPECT_FALSE(PAL_ScreenShows(lines, "Ready!"));
 
     view_.charsPerRow = 0;  // no geometry, no lines
-    EXPECT_TRUE(Runner_ReadScreenText(view_).empty());
+    EXPECT_TRUE(PAL_ReadScreenText(view_).empty());
 }
 
 TEST_F(ScreenText, ModeTwoAndModeZeroGeometry) {
     view_.mode = 2;
     Write(10, 79, "Z");
     Write(10, 0, "80 columns");
-    auto lines = Runner_ReadScreenText(view_);
+    auto lines = PAL_ReadScreenText(view_);
     ASSERT_EQ(lines.size(), 25u);
     EXPECT_EQ(lines[10], "80 columns" + std::string(69, ' ') + "Z");
 
@@ -105,7 +105,7 @@ TEST_F(ScreenText, ModeTwoAndModeZeroGeometry) {
     for (auto& block : ram_) block.assign(16384, 0);
     Write(5, 0, "20 wide", 3, 0);
     Write(5, 19, "!", 15, 0);
-    EXPECT_EQ(Runner_ReadScreenText(view_)[5], "20 wide" + std::string(12, ' ') + "!");
+    EXPECT_EQ(PAL_ReadScreenText(view_)[5], "20 wide" + std::string(12, ' ') + "!");
 }
 
 TEST_F(ScreenText, FollowsTheStartAddressAndPaper) {
@@ -116,16 +116,16 @@ TEST_F(ScreenText, FollowsTheStartAddressAndPaper) {
     for (int row = 0; row < 25; ++row) Write(row, 0, std::string(40, ' '), 1, 2);
     Write(24, 0, "bottom", 3, 2);
     Write(0, 39, "t", 3, 2);
-    auto lines = Runner_ReadScreenText(view_);
+    auto lines = PAL_ReadScreenText(view_);
     EXPECT_EQ(lines[0], std::string(39, ' ') + "t");
     EXPECT_EQ(lines[24], "bottom");
     EXPECT_EQ(Address(static_cast<uint16_t>(view_.startAddress + 24 * 40 + 20), 0) >> 14, 3u);
 
     // A glyph that is not in the character set reads as '?'.
     Poke(Address(static_cast<uint16_t>(view_.startAddress + 12 * 40), 3), 0x5A);
-    EXPECT_EQ(Runner_ReadScreenText(view_)[12], "?");
+    EXPECT_EQ(PAL_ReadScreenText(view_)[12], "?");
 
     // The copyright and pound glyphs read as UTF-8.
     Write(13, 0, "\xA4 \xA3", 3, 2);
-    EXPECT_EQ(Runner_ReadScreenText(view_)[13], "\xC2\xA9 \xC2\xA3");
+    EXPECT_EQ(PAL_ReadScreenText(view_)[13], "\xC2\xA9 \xC2\xA3");
 }

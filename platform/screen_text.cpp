@@ -4,7 +4,7 @@
 // dependence on the picture's horizontal offset, borders or sync position, and a
 // character is compared with the lower ROM's glyphs colour by colour. Pens are turned
 // into their inks first, so two pens that look alike on the screen also read alike.
-#include "tools/runner/screen_text.h"
+#include "platform/screen_text.h"
 
 #include <array>
 
@@ -170,7 +170,7 @@ const char* RecogniseCell(const Cell& cell, uint8_t background, int lines, const
 
 }  // namespace
 
-bool Runner_CurrentScreen(ScreenView& view) {
+bool PAL_CurrentScreen(ScreenView& view) {
     if (g_Machine.lowerRom == nullptr) return false;
     for (int block = 0; block < 4; ++block) view.ram[block] = g_Machine.baseRam[block];
     view.charsPerRow = g_Machine.crtc.R[1];
@@ -183,7 +183,7 @@ bool Runner_CurrentScreen(ScreenView& view) {
     return true;
 }
 
-std::vector<std::string> Runner_ReadScreenText(const ScreenView& view) {
+std::vector<std::string> PAL_ReadScreenText(const ScreenView& view) {
     std::vector<std::string> lines;
     int columns = view.charsPerRow * 2 / BytesPerCell(view.mode);
     if (columns == 0 || view.rows == 0 || view.charset == nullptr) return lines;
@@ -212,7 +212,7 @@ std::vector<std::string> Runner_ReadScreenText(const ScreenView& view) {
     return lines;
 }
 
-bool Runner_ScreenShows(const std::vector<std::string>& lines, const std::string& text) {
+bool PAL_ScreenShows(const std::vector<std::string>& lines, const std::string& text) {
     for (const std::string& line : lines) {
         if (line.find(text) != std::string::npos) return true;
     }

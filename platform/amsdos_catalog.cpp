@@ -1,7 +1,7 @@
 // The AMSDOS directory of a disk model and the choice of the command that starts the disk.
 // AMSDOS disks have 1 KB blocks of two 512-byte sectors, the directory being blocks 0 and
 // 1 (64 entries of 32 bytes) on the first track after the reserved ones.
-#include "tools/runner/autorun.h"
+#include "platform/amsdos_catalog.h"
 
 #include <cctype>
 #include <cstdint>
@@ -135,7 +135,7 @@ const AmsdosFile* NamedByImage(const std::vector<AmsdosFile>& files, const std::
 }
 }  // namespace
 
-bool Runner_ReadCatalog(const FDC_Disk& disk, std::vector<AmsdosFile>& files) {
+bool PAL_ReadAmsdosCatalog(const FDC_Disk& disk, std::vector<AmsdosFile>& files) {
     files.clear();
     DiskFormat format;
     if (!DetectFormat(disk, format)) return false;
@@ -153,8 +153,8 @@ bool Runner_ReadCatalog(const FDC_Disk& disk, std::vector<AmsdosFile>& files) {
     return true;
 }
 
-std::string Runner_ChooseAutorunCommand(const std::vector<AmsdosFile>& files,
-                                        const std::string& imageFileName) {
+std::string PAL_ChooseAutorunCommand(const std::vector<AmsdosFile>& files,
+                                     const std::string& imageFileName) {
     const std::string image = Upper(imageFileName);
     auto basic = [](const AmsdosFile& f) { return f.kind == AmsdosFileKind::Basic; };
     auto binary = [](const AmsdosFile& f) { return f.kind == AmsdosFileKind::Binary; };

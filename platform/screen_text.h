@@ -18,13 +18,13 @@ struct ScreenView {
 
 // The view of the running machine (g_Machine), with the character set of its lower ROM.
 // Returns false when no machine with a lower ROM is built.
-bool Runner_CurrentScreen(ScreenView& view);
+bool PAL_CurrentScreen(ScreenView& view);
 
 // One string per character row, trailing spaces removed. Inverse characters (paper and
 // ink swapped, as under the cursor) read as the character itself; a cell that matches no
 // glyph reads as '?', as does a glyph outside printable ASCII (but for the
 // pound and copyright signs, which read as UTF-8).
-std::vector<std::string> Runner_ReadScreenText(const ScreenView& view);
+std::vector<std::string> PAL_ReadScreenText(const ScreenView& view);
 
 // True when TEXT appears within one of the lines.
-bool Runner_ScreenShows(const std::vector<std::string>& lines, const std::string& text);
+bool PAL_ScreenShows(const std::vector<std::string>& lines, const std::string& text);
