@@ -4,6 +4,7 @@
 // from it on the user-interface thread and types its keys into the grid's key queue.
 #include <QWidget>
 #include <atomic>
+#include <vector>
 
 #include "common/host_console.h"
 #include "platform/memory_console.h"

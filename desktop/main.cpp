@@ -1,6 +1,7 @@
 // The desktop program: the main window with the CPC screen, the monitor window, the
-// emulation thread and audio output. It starts in the folder it is run from, reads
-// ../ROM/ and keeps its settings in ../Brallivane.ini.
+// emulation thread and audio output. In a run folder it reads ../ROM/ and keeps its
+// settings in ../Brallivane.ini; elsewhere it uses the user's XDG folders. A file named on
+// the command line is opened and started once the machine runs.
 #include <SDL.h>
 #include <xcb/xcb.h>
 
@@ -18,6 +19,9 @@
 #include "common/sound/psg.h"
 #include "common/video/renderer.h"
 #include "desktop/console_window.h"
+#include "desktop/file_opening.h"
+#include "desktop/full_screen.h"
+#include "desktop/gamepad.h"
 #include "desktop/key_backlog.h"
 #include "desktop/key_translation.h"
 #include "desktop/main_window.h"
@@ -27,14 +31,13 @@
 #include "desktop/xkb_layout.h"
 #include "platform/remote_server.h"
 #include "platform/settings_path.h"
+#include "platform/xdg_folders.h"
 
 namespace {
 
 MainWindow* g_window = nullptr;
 std::atomic<ScreenWidget*> g_screen{nullptr};
-constexpr const char* kRomHelp =
-    "The ROM images go in the folder ROM beside the folder the program starts in "
-    "(see README.md, section \"ROM images\").";
+QString g_romHelp;
 
 void OnFrame() {
     if (ScreenWidget* screen = g_screen.load(std::memory_order_acquire)) screen->FrameReady();
@@ -59,7 +62,7 @@ void ShowMessage(const char* text, const char* caption, ShellMessage kind) {
             QCoreApplication::removePostedEvents(g_window,
                                                  static_cast<QEvent::Type>(EMUL_MSG_ENDED));
         // Where the ROM images go, unless the settings name no model at all.
-        QString help = Shell_MenuMarks().model != 0 ? QStringLiteral("\n\n") + kRomHelp : "";
+        QString help = Shell_MenuMarks().model != 0 ? QStringLiteral("\n\n") + g_romHelp : "";
         if (*Shell_StartProblem())
             box.setInformativeText(QString::fromStdString(Shell_StartProblem()) + help);
     }
@@ -112,6 +115,10 @@ int main(int argc, char** argv) {
     app.setWindowIcon(QIcon(QStringLiteral(":/icons/brallivane.png")));
     PAL_InitVideoTables();
     PAL_InitSettingsPath();
+    g_romHelp = QStringLiteral(
+                    "The program looked for the ROM images in %1 "
+                    "(see README.md, section \"ROM images\").")
+                    .arg(QString::fromStdString(PAL_ChooseRomDirectory()));
     Shell_FixRomDirectory();
     Shell_ReadSettings();
     PSG_SetKeySender(KeyBacklog_Send);
@@ -137,6 +144,10 @@ int main(int argc, char** argv) {
     MainWindow window(g_Shell.zoom);
     ConsoleWindow console;
     g_window = &window;
+    Open_Install(&window, window.Screen());
+    Open_SetRunRequest(Shell_RunMachine);
+    FullScreen_Install(&window, window.Screen());
+    Gamepad_Start(&window);
     g_Shell.ui = {ConfirmReset, ShowMessage, UpdateMenu, Repaint, Quit};
     window.Win32_UpdateMenu();
     window.show();
@@ -156,7 +167,11 @@ int main(int argc, char** argv) {
         if (PAL_StartRemoteServer(g_Shell.gdbPort, error) == 0)
             QMessageBox::warning(&window, SHELL_TITLE, QString::fromStdString("GdbPort: " + error));
     }
-    if (Win32_StartEmulation()) app.exec();
+    if (Win32_StartEmulation()) {
+        QStringList arguments = QCoreApplication::arguments();
+        if (arguments.size() > 1) Open_File(&window, arguments.at(1), 0, true);
+        app.exec();
+    }
     Win32_StopEmulation();
     PAL_StopRemoteServer();
     PAL_EjectAll();

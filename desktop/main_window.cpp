@@ -19,6 +19,7 @@
 
 #include "common/host_services.h"
 #include "common/remote/remote.h"
+#include "desktop/file_opening.h"
 #include "desktop/screen_widget.h"
 #include "desktop/shell.h"
 #include "desktop/tape_menu.h"
@@ -105,7 +106,6 @@ MainWindow::MainWindow(uint32_t zoom) : screen_(new ScreenWidget(zoom)) {
     setCentralWidget(screen_);
     BuildMenus();
     TapeMenu_Install(this);
-    layout()->setSizeConstraint(QLayout::SetFixedSize);
     move(0, 0);
     screen_->setFocus();
     filesFolder_ = QDir::cleanPath(QDir::currentPath() + QStringLiteral("/../Files"));
@@ -209,6 +209,8 @@ void MainWindow::Win32_InsertDiskDialog(int drive) {
                         QString::fromStdString(PAL_GetDiskLoadError(drive)), QMessageBox::Ok, this);
         box.setWindowModality(Qt::WindowModal);
         box.exec();
+    } else {
+        Open_NoteRecent(QFileInfo(name).absoluteFilePath());
     }
     screen_->update();
 }
@@ -224,8 +226,8 @@ void MainWindow::SnapshotDialog(bool load) {
     if (name.isEmpty()) return;
     if (!load && QFileInfo(name).suffix().isEmpty()) name += QStringLiteral(".sna");
     QByteArray path = QFile::encodeName(name);
-    std::string error = load ? Shell_LoadSnapshot(path.constData())
-                             : Shell_SaveSnapshot(path.constData());
+    std::string error =
+        load ? Shell_LoadSnapshot(path.constData()) : Shell_SaveSnapshot(path.constData());
     if (!error.empty())
         QMessageBox::warning(this, SHELL_CAPTION, QString::fromLocal8Bit(error.c_str()));
     screen_->update();

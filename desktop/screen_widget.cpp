@@ -27,7 +27,8 @@ constexpr int kBoxUp = 2;
 
 ScreenWidget::ScreenWidget(uint32_t zoom)
     : zoom_(zoom), activityIcon_(QStringLiteral(":/icons/disk-activity.png")) {
-    SetZoom(zoom);
+    setMinimumSize(PAL_SCREEN_WIDTH / 4, PAL_FRAME_ROWS / 2 + STATUS_HEIGHT);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -47,10 +48,39 @@ ScreenWidget::ScreenWidget(uint32_t zoom)
 
 void ScreenWidget::SetZoom(uint32_t zoom) {
     zoom_ = zoom;
-    setFixedSize(static_cast<int>(PAL_SCREEN_WIDTH * zoom_),
-                 static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_) + STATUS_HEIGHT);
+    updateGeometry();
+    // The window grows or shrinks by what this widget's size lacks; it stays resizable.
+    QSize lacking = sizeHint() - size();
+    if (!window()->isFullScreen()) window()->resize(window()->size() + lacking);
     PAL_RequestStatusRefresh();
     update();
+}
+
+QSize ScreenWidget::sizeHint() const {
+    return QSize(static_cast<int>(PAL_SCREEN_WIDTH * zoom_),
+                 static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_) + STATUS_HEIGHT);
+}
+
+void ScreenWidget::SetStatusVisible(bool visible) {
+    statusVisible_ = visible;
+    update();
+}
+
+void ScreenWidget::SetSmoothScaling(bool smooth) {
+    smooth_ = smooth;
+    update();
+}
+
+QRect ScreenWidget::PictureRect() const {
+    int areaHeight = height() - (statusVisible_ ? STATUS_HEIGHT : 0);
+    int pictureWidth = width();
+    int pictureHeight = PAL_FRAME_ROWS * 2 * pictureWidth / PAL_SCREEN_WIDTH;
+    if (pictureHeight > areaHeight) {
+        pictureHeight = areaHeight;
+        pictureWidth = PAL_SCREEN_WIDTH * pictureHeight / (PAL_FRAME_ROWS * 2);
+    }
+    return QRect((width() - pictureWidth) / 2, (areaHeight - pictureHeight) / 2, pictureWidth,
+                 pictureHeight);
 }
 
 void ScreenWidget::FrameReady() {
@@ -71,22 +101,28 @@ void ScreenWidget::ShowFrame() {
                         QImage::Format_Indexed8);
         image_.setColorTable(colours);
     }
-    int pictureHeight = static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_);
     if (PAL_TakeStatusRefresh())
         update();
     else
-        update(0, 0, width(), pictureHeight);
+        update(PictureRect());
 }
 
 void ScreenWidget::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    int pictureHeight = static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_);
-    painter.drawImage(QRect(0, 0, width(), pictureHeight), image_);
-    if (event->rect().bottom() >= pictureHeight) PaintStatus(painter);
+    QRect picture = PictureRect();
+    int statusTop = height() - (statusVisible_ ? STATUS_HEIGHT : 0);
+    // The bars around the picture.
+    QRegion bars = QRegion(0, 0, width(), statusTop) - QRegion(picture);
+    for (const QRect& bar : bars) painter.fillRect(bar, Qt::black);
+    bool whole =
+        picture.width() % PAL_SCREEN_WIDTH == 0 && picture.height() % (PAL_FRAME_ROWS * 2) == 0;
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, smooth_ && !whole);
+    painter.drawImage(picture, image_);
+    if (statusVisible_ && event->rect().bottom() >= statusTop) PaintStatus(painter);
 }
 
 void ScreenWidget::PaintStatus(QPainter& painter) {
-    int top = static_cast<int>(PAL_FRAME_ROWS * 2 * zoom_);
+    int top = height() - STATUS_HEIGHT;
     int right = width();
     StatusFields fields = Win32_StatusFields(zoom_, mouseX_, mouseY_);
     painter.fillRect(QRect(0, top, right, STATUS_HEIGHT), kStatusGrey);
@@ -171,8 +207,11 @@ void ScreenWidget::keyReleaseEvent(QKeyEvent* event) {
 }
 
 void ScreenWidget::mouseMoveEvent(QMouseEvent* event) {
-    QPoint at = event->position().toPoint();
-    mouseX_ = static_cast<uint32_t>(std::max(0, at.x()));
-    mouseY_ = static_cast<uint32_t>(std::max(0, at.y()));
+    // In the window's own pixels at the zoom, as the status line counts them.
+    QRect picture = PictureRect();
+    QPointF at = event->position() - QPointF(picture.topLeft());
+    double scale = static_cast<double>(PAL_SCREEN_WIDTH * zoom_) / std::max(1, picture.width());
+    mouseX_ = static_cast<uint32_t>(std::max(0.0, at.x() * scale));
+    mouseY_ = static_cast<uint32_t>(std::max(0.0, at.y() * scale));
     QWidget::mouseMoveEvent(event);
 }

@@ -1,6 +1,7 @@
 #pragma once
-// The main window's client area: the CPC picture scaled by the zoom, the status line
-// below it, and the keys and mouse moves that arrive there.
+// The main window's client area: the CPC picture scaled to fit with its aspect ratio kept
+// (black bars around it), the status line below it, and the keys and mouse moves that
+// arrive there. The zoom gives the size the window starts with.
 #include <QImage>
 #include <QPixmap>
 #include <QTimer>
@@ -15,6 +16,13 @@ class ScreenWidget : public QWidget {
     void SetZoom(uint32_t zoom);
     // Emulation thread, at the end of every frame: never blocks.
     void FrameReady();
+    QSize sizeHint() const override;
+    // Full screen hides the status line.
+    void SetStatusVisible(bool visible);
+    // Smooth scaling where the picture is not a whole multiple of the CPC's; else nearest.
+    void SetSmoothScaling(bool smooth);
+    // Where the picture is drawn.
+    QRect PictureRect() const;
 
    protected:
     void paintEvent(QPaintEvent* event) override;
@@ -29,6 +37,8 @@ class ScreenWidget : public QWidget {
     void Key(QKeyEvent* event, bool pressed);
 
     uint32_t zoom_;
+    bool statusVisible_ = true;
+    bool smooth_ = true;
     QImage image_;
     QPixmap activityIcon_;
     std::atomic<bool> framePending_{false};

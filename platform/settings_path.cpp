@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <climits>
+#include <filesystem>
 #include <mutex>
+
+#include "platform/xdg_folders.h"
 
 namespace {
 std::mutex g_pathMutex;
@@ -21,7 +24,11 @@ std::string PAL_DefaultSettingsPath() {
 }
 
 void PAL_InitSettingsPath() {
-    PAL_SetSettingsPath(PAL_DefaultSettingsPath().c_str());
+    std::string path = PAL_InRunFolder() ? PAL_DefaultSettingsPath() : PAL_XdgSettingsPath();
+    if (path.empty()) path = PAL_DefaultSettingsPath();
+    std::error_code error;  // a folder that cannot be made leaves the writes to fail quietly
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+    PAL_SetSettingsPath(path.c_str());
 }
 
 void PAL_SetSettingsPath(const char* path) {

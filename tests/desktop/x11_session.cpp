@@ -100,8 +100,11 @@ std::string MakeRunDirectory(const std::string& name, const std::string& romDire
     return run.string();
 }
 
-bool StartProgram(DesktopProgram& program, const std::vector<std::string>& environment) {
-    program.pid = Spawn({DESKTOP_PROGRAM}, program.runDirectory + "/bin", environment, -1);
+bool StartProgram(DesktopProgram& program, const std::vector<std::string>& environment,
+                  const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = {DESKTOP_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    program.pid = Spawn(command, program.runDirectory + "/bin", environment, -1);
     return program.pid > 0;
 }
 
@@ -155,7 +158,8 @@ std::vector<std::string> TypeCommands(const std::string& text) {
         {' ', "space", false},    {'"', "apostrophe", true}, {';', "semicolon", false},
         {':', "semicolon", true}, {'+', "equal", true},      {',', "comma", false},
         {'.', "period", false},   {'*', "8", true},          {'@', "2", true},
-        {'?', "slash", true},     {'\n', "Return", false},
+        {'?', "slash", true},     {'\n', "Return", false},   {'(', "9", true},
+        {')', "0", true},         {'=', "equal", false},
     };
     std::vector<std::string> commands;
     for (char c : text) {

@@ -24,8 +24,10 @@ struct DesktopProgram {
 // A run directory with ROM/ linked to romDirectory ("" for none) and the settings text.
 std::string MakeRunDirectory(const std::string& name, const std::string& romDirectory,
                              const std::string& settings);
-// Starts the program with the environment additions; false when it did not start.
-bool StartProgram(DesktopProgram& program, const std::vector<std::string>& environment);
+// Starts the program with the environment additions and arguments; false when it did not
+// start.
+bool StartProgram(DesktopProgram& program, const std::vector<std::string>& environment,
+                  const std::vector<std::string>& arguments = {});
 // The visible window with exactly this title, 0 when none appears within the time.
 unsigned long WaitForWindow(const std::string& title, int milliseconds);
 // Waits for the program's end; false when it is still running after the time.
