@@ -7,7 +7,9 @@ set -euo pipefail
 PACKAGES=(g++ cmake make pkg-config libgtest-dev libgmock-dev pasmo libpng-dev zlib1g-dev
     # The desktop program and its tests under a virtual X server.
     qt6-base-dev libsdl2-dev libxkbcommon-dev libxkbcommon-x11-dev libxcb1-dev
-    fonts-dejavu-core xvfb xdotool x11-xkb-utils xauth "$@")
+    fonts-dejavu-core xvfb xdotool x11-xkb-utils xauth
+    # The Debian package: its manual page, dependencies and checks.
+    help2man dpkg-dev fakeroot lintian shared-mime-info "$@")
 
 missing=()
 for package in "${PACKAGES[@]}"; do

@@ -51,10 +51,17 @@ class LinuxDesktop : public ::testing::Test {
         if (!program_.runDirectory.empty()) std::filesystem::remove_all(program_.runDirectory);
     }
     // Starts the program; without a file to start, sets it running with F5 in the monitor.
-    void Start(const std::vector<std::string>& arguments,
-               std::vector<std::string> environment = {}) {
-        program_.runDirectory = MakeRunDirectory(
-            ::testing::UnitTest::GetInstance()->current_test_info()->name(), kRoms, "[Settings]\n");
+    // Outside a run folder the firmware is in the user's data folder under home/.
+    void Start(const std::vector<std::string>& arguments, std::vector<std::string> environment = {},
+               bool runFolder = true) {
+        program_.runDirectory =
+            MakeRunDirectory(::testing::UnitTest::GetInstance()->current_test_info()->name(),
+                             runFolder ? kRoms : "", runFolder ? "[Settings]\n" : "");
+        std::string home = program_.runDirectory + "/home";
+        std::filesystem::create_directories(home + "/.local/share/brallivane");
+        std::filesystem::create_directory_symlink(kRoms, home + "/.local/share/brallivane/ROM");
+        environment.insert(environment.end(),
+                           {"HOME=" + home, "XDG_CONFIG_HOME=", "XDG_DATA_HOME="});
         environment.push_back("SDL_AUDIODRIVER=dummy");
         ASSERT_TRUE(StartProgram(program_, environment, arguments));
         program_.mainWindow = WaitForWindow(kMainTitle, 10000);
@@ -144,6 +151,14 @@ TEST_F(LinuxDesktop, FullScreenAndAResizedWindowKeepThePicturesRatio) {
     QRect scaled;
     EXPECT_TRUE(WaitFor([&] { return (scaled = Picture()).width() < 768; }));
     EXPECT_NEAR(double(scaled.width()) / scaled.height(), kCpcRatio, 0.01);
+}
+
+TEST_F(LinuxDesktop, OutsideARunFolderTheUsersFoldersServe) {
+    Start({}, {}, false);  // Ready: the firmware came from the data folder
+    SendKeys(program_.mainWindow, {"key", "F10"});
+    std::string settings = program_.runDirectory + "/home/.config/brallivane/Brallivane.ini";
+    EXPECT_TRUE(WaitFor(
+        [&] { return PAL_GetProfileString("Settings", "Sound", "", settings.c_str()) == "1"; }));
 }
 
 TEST_F(LinuxDesktop, AGamepadIsTheCpcsJoystick) {
