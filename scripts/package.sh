@@ -6,7 +6,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
-cmake -S . -B build-package -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr
+# cpack installs only what is built here, not the tests.
+cmake -S . -B build-package -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+    -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON
 cmake --build build-package -j "$(nproc)" \
     --target brallivane brallivane-run Zindrel brallivane_run_manual brallivane_package_texts
 (cd build-package && cpack -G DEB >&2)
