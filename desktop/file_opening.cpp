@@ -216,9 +216,10 @@ void Open_NoteRecent(const QString& path) {
     disks.prepend(path);
     std::string settings = PAL_GetSettingsPath();
     if (settings.empty()) return;
-    for (int i = 0; i < kRecentCount; ++i) {
+    // The list never shrinks, so no key needs emptying.
+    for (int i = 0; i < kRecentCount && i < disks.size(); ++i) {
         std::string key = "Recent" + std::to_string(i + 1);
-        std::string value = i < disks.size() ? disks[i].toStdString() : "";
+        std::string value = disks[i].toStdString();
         PAL_WriteProfileString(PAL_SETTINGS_SECTION, key.c_str(), value.c_str(), settings.c_str());
     }
 }

@@ -334,7 +334,9 @@ TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
     for (bool atStart : {true, false}) {
         program_.runDirectory =
             MakeRunDirectory(atStart ? "noroms" : "no464", atStart ? "" : roms.path.string(), "");
-        ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions}));
+        // Outside a run folder at start: a home of its own, without a user's ROM folder.
+        ASSERT_TRUE(StartProgram(program_, {"SDL_AUDIODRIVER=dummy", kLeakSuppressions,
+                                            "HOME=" + program_.runDirectory, "XDG_DATA_HOME="}));
         if (!atStart) {
             program_.mainWindow = WaitForWindow(kMainTitle, 10000);
             Keys("key alt+s sleep 0.3 key Return");
