@@ -72,7 +72,8 @@ const FileKind& KindOf(const QString& path) {
 // Typing the start command: the emulation thread watches the screen for Ready, then the
 // user-interface thread (the key queue's only writer) types a key at a time.
 std::atomic<bool> g_waitingForReady{false};
-uint32_t g_waited = 0;  // emulation thread
+std::atomic<bool> g_restartWait{false};  // the emulation thread starts counting afresh
+uint32_t g_waited = 0;                   // emulation thread
 uint32_t g_sinceLook = 0;
 std::string g_command;  // user-interface thread
 size_t g_typed = 0;
@@ -98,6 +99,10 @@ void TypeNextKey() {
 
 uint32_t WatchForReady(uint32_t microseconds) {
     if (!g_waitingForReady.load(std::memory_order_acquire)) return 0;
+    if (g_restartWait.exchange(false, std::memory_order_acq_rel)) {
+        g_waited = 0;
+        g_sinceLook = kReadyLookMicroseconds;
+    }
     g_waited += microseconds;
     g_sinceLook += microseconds;
     if (g_sinceLook < kReadyLookMicroseconds) return 0;
@@ -115,8 +120,7 @@ void StartWhenReady(const std::string& command) {
     Emul_SetSliceHook(WatchForReady);
     g_command = command + "\n";
     g_typed = 0;
-    g_waited = 0;
-    g_sinceLook = kReadyLookMicroseconds;
+    g_restartWait.store(true, std::memory_order_release);
     g_waitingForReady.store(true, std::memory_order_release);
     if (g_run) g_run();
 }
