@@ -34,12 +34,14 @@ constexpr int kTypingTickMilliseconds = 20;
 
 void (*g_run)() = nullptr;
 
-// One kind of file: what opens it into a drive, and what types the command that starts it
-// (null: it needs none, or cannot be started).
+void StartWhenReady(const std::string& command);
+
+// One kind of file: what opens it (into a drive, where it goes into one), and what starts
+// it once opened (null: nothing can).
 struct FileKind {
     const char* extension;
     bool (*open)(const std::string& path, int drive, std::string& error);
-    bool (*startCommand)(int drive, std::string& command);
+    void (*start)(int drive);
 };
 
 bool OpenDisk(const std::string& path, int drive, std::string& error) {
@@ -48,18 +50,27 @@ bool OpenDisk(const std::string& path, int drive, std::string& error) {
     return false;
 }
 
-bool DiskCommand(int drive, std::string& command) {
+void StartDisk(int drive) {
     const FDC_Disk* disk = FDC_HostDisk(drive);
     std::vector<AmsdosFile> files;
-    if (drive != 0 || !disk || !PAL_ReadAmsdosCatalog(*disk, files)) return false;
+    if (drive != 0 || !disk || !PAL_ReadAmsdosCatalog(*disk, files)) return;
     std::string path = PAL_GetDrivePath(drive);
-    command = PAL_ChooseAutorunCommand(files, path.substr(path.rfind('/') + 1));
-    return true;
+    StartWhenReady(PAL_ChooseAutorunCommand(files, path.substr(path.rfind('/') + 1)));
+}
+
+bool OpenSnapshot(const std::string& path, int, std::string& error) {
+    error = Shell_LoadSnapshot(path.c_str());
+    return error.empty();
+}
+
+void Run(int) {
+    if (g_run) g_run();
 }
 
 // The first entry also takes files of any other name.
 const FileKind kFileKinds[] = {
-    {"dsk", OpenDisk, DiskCommand},
+    {"dsk", OpenDisk, StartDisk},
+    {"sna", OpenSnapshot, Run},
 };
 
 const FileKind& KindOf(const QString& path) {
@@ -204,12 +215,11 @@ bool Open_File(QWidget* parent, const QString& path, int drive, bool start) {
     std::string error;
     QByteArray name = QFile::encodeName(QFileInfo(path).absoluteFilePath());
     if (!kind.open(name.constData(), drive, error)) {
-        QMessageBox::warning(parent, SHELL_CAPTION, QString::fromStdString(error));
+        QMessageBox::warning(parent, SHELL_CAPTION, QString::fromLocal8Bit(error.c_str()));
         return false;
     }
     if (kind.open == OpenDisk) Open_NoteRecent(QString::fromLocal8Bit(name));
-    std::string command;
-    if (start && kind.startCommand && kind.startCommand(drive, command)) StartWhenReady(command);
+    if (start && kind.start) kind.start(drive);
     if (parent) parent->update();
     return true;
 }
