@@ -118,6 +118,11 @@ TEST_F(LinuxDesktop, ADiskNamedOnTheCommandLineStartsWithoutAKey) {
     EXPECT_EQ(Setting("Recent1"), kRogue) << "in the user's configuration folder";
 }
 
+TEST_F(LinuxDesktop, ABadFileNamedOnTheCommandLineGetsTheInsertMenusMessage) {
+    Start({"/no/such/game.dsk"});
+    EXPECT_NE(WaitForWindow("Brallivane", 5000), 0u);
+}
+
 TEST_F(LinuxDesktop, ADroppedDiskGoesToTheDriveUnderThePointer) {
     Start({});
     pid_t source = fork();
