@@ -18,23 +18,32 @@
 #include "common/disk/fdc.h"
 #include "common/host_services.h"
 #include "common/machine/emulation.h"
+#include "common/machine/machine.h"
 #include "common/sound/psg.h"
 #include "desktop/shell.h"
 #include "platform/amsdos_catalog.h"
 #include "platform/ini_profile.h"
 #include "platform/screen_text.h"
 #include "platform/settings_path.h"
+#include "platform/tape_files.h"
 
 namespace {
 
 constexpr int kRecentCount = 8;
-constexpr uint32_t kReadyLookMicroseconds = 100000;
-constexpr uint32_t kReadyWaitMicroseconds = 20000000;  // a booting 6128 needs about 3 s
+constexpr uint32_t kLookMicroseconds = 100000;
+constexpr uint32_t kWaitMicroseconds = 20000000;  // a booting 6128 needs about 3 s
 constexpr int kTypingTickMilliseconds = 20;
 
 void (*g_run)() = nullptr;
 
-void StartWhenReady(const std::string& command);
+// Starting a program is typing on the CPC's keyboard: each step waits for a text on the
+// screen (and a moment more), then types its keys.
+struct TypingStep {
+    const char* waitFor;
+    uint32_t thenWaitMicroseconds;
+    std::string keys;
+};
+void TypeWhenShown(std::vector<TypingStep> steps);
 
 // One kind of file: what opens it (into a drive, where it goes into one), and what starts
 // it once opened (null: nothing can).
@@ -55,7 +64,20 @@ void StartDisk(int drive) {
     std::vector<AmsdosFile> files;
     if (drive != 0 || !disk || !PAL_ReadAmsdosCatalog(*disk, files)) return;
     std::string path = PAL_GetDrivePath(drive);
-    StartWhenReady(PAL_ChooseAutorunCommand(files, path.substr(path.rfind('/') + 1)));
+    std::string command = PAL_ChooseAutorunCommand(files, path.substr(path.rfind('/') + 1));
+    TypeWhenShown({{"Ready", 0, command + "\n"}});
+}
+
+bool OpenTape(const std::string& path, int, std::string& error) {
+    error = PAL_InsertTapeFile(path.c_str());
+    return error.empty();
+}
+
+// As the runner's --autorun starts a tape: the firmware empties the key buffer once it
+// has asked for PLAY, so the key waits a little.
+void StartTape(int) {
+    bool disk = (g_Shell.control.Type & CPC_TYPE_DISK) != 0;
+    TypeWhenShown({{"Ready", 0, disk ? "|TAPE\nRUN\"\n" : "RUN\"\n"}, {"Press PLAY", 300000, " "}});
 }
 
 bool OpenSnapshot(const std::string& path, int, std::string& error) {
@@ -69,8 +91,8 @@ void Run(int) {
 
 // The first entry also takes files of any other name.
 const FileKind kFileKinds[] = {
-    {"dsk", OpenDisk, StartDisk},
-    {"sna", OpenSnapshot, Run},
+    {"dsk", OpenDisk, StartDisk}, {"sna", OpenSnapshot, Run},   {"cdt", OpenTape, StartTape},
+    {"tzx", OpenTape, StartTape}, {"csw", OpenTape, StartTape},
 };
 
 const FileKind& KindOf(const QString& path) {
@@ -80,27 +102,43 @@ const FileKind& KindOf(const QString& path) {
     return kFileKinds[0];
 }
 
-// Typing the start command: the emulation thread watches the screen for Ready, then the
-// user-interface thread (the key queue's only writer) types a key at a time.
-std::atomic<bool> g_waitingForReady{false};
-std::atomic<bool> g_restartWait{false};  // the emulation thread starts counting afresh
-uint32_t g_waited = 0;                   // emulation thread
+// The emulation thread watches the screen for the step's text; then the user-interface
+// thread (the key queue's only writer) types its keys one at a time and arms the next step.
+std::atomic<bool> g_watching{false};
+std::atomic<bool> g_restartWatch{false};     // the emulation thread starts counting afresh
+std::atomic<const char*> g_watchedText{""};  // set while not watching
+std::atomic<uint32_t> g_watchedDelay{0};
+uint32_t g_waited = 0;  // emulation thread
 uint32_t g_sinceLook = 0;
-std::string g_command;  // user-interface thread
+uint32_t g_sinceShown = 0;
+bool g_shown = false;
+std::vector<TypingStep> g_steps;  // user-interface thread
+size_t g_step = 0;
 size_t g_typed = 0;
 
-void TypeNextKey() {
+void Watch() {
+    if (g_step >= g_steps.size()) return;
+    g_watchedText = g_steps[g_step].waitFor;
+    g_watchedDelay = g_steps[g_step].thenWaitMicroseconds;
+    g_typed = 0;
+    g_restartWatch.store(true, std::memory_order_release);
+    g_watching.store(true, std::memory_order_release);
+}
+
+void TypeStep() {
     static QTimer* timer = nullptr;
     if (!timer) {
         timer = new QTimer(qApp);
         timer->setInterval(kTypingTickMilliseconds);
         QObject::connect(timer, &QTimer::timeout, [] {
             if (!PSG_KeyQueueEmpty()) return;
-            if (g_typed >= g_command.size()) {
+            if (g_step >= g_steps.size() || g_typed >= g_steps[g_step].keys.size()) {
                 timer->stop();
+                ++g_step;
+                Watch();
                 return;
             }
-            uint8_t c = static_cast<uint8_t>(g_command[g_typed++]);
+            uint8_t c = static_cast<uint8_t>(g_steps[g_step].keys[g_typed++]);
             PSG_CharEvent(c, 1);
             PSG_CharEvent(c, 0);
         });
@@ -108,31 +146,38 @@ void TypeNextKey() {
     timer->start();
 }
 
-uint32_t WatchForReady(uint32_t microseconds) {
-    if (!g_waitingForReady.load(std::memory_order_acquire)) return 0;
-    if (g_restartWait.exchange(false, std::memory_order_acq_rel)) {
+uint32_t WatchScreen(uint32_t microseconds) {
+    if (!g_watching.load(std::memory_order_acquire)) return 0;
+    if (g_restartWatch.exchange(false, std::memory_order_acq_rel)) {
         g_waited = 0;
-        g_sinceLook = kReadyLookMicroseconds;
+        g_sinceLook = kLookMicroseconds;
+        g_shown = false;
     }
     g_waited += microseconds;
     g_sinceLook += microseconds;
-    if (g_sinceLook < kReadyLookMicroseconds) return 0;
-    g_sinceLook = 0;
-    ScreenView view;
-    bool ready = PAL_CurrentScreen(view) && PAL_ScreenShows(PAL_ReadScreenText(view), "Ready");
-    if (ready) QMetaObject::invokeMethod(qApp, TypeNextKey, Qt::QueuedConnection);
-    if (ready || g_waited >= kReadyWaitMicroseconds)
-        g_waitingForReady.store(false, std::memory_order_release);
+    if (g_shown) g_sinceShown += microseconds;
+    if (!g_shown && g_sinceLook >= kLookMicroseconds) {
+        g_sinceLook = 0;
+        ScreenView view;
+        g_shown = PAL_CurrentScreen(view) &&
+                  PAL_ScreenShows(PAL_ReadScreenText(view), g_watchedText.load());
+        g_sinceShown = 0;
+    }
+    if (g_shown && g_sinceShown >= g_watchedDelay.load()) {
+        g_watching.store(false, std::memory_order_release);
+        QMetaObject::invokeMethod(qApp, TypeStep, Qt::QueuedConnection);
+    } else if (g_waited >= kWaitMicroseconds) {
+        g_watching.store(false, std::memory_order_release);
+    }
     return 0;
 }
 
-void StartWhenReady(const std::string& command) {
-    g_waitingForReady.store(false, std::memory_order_release);
-    Emul_SetSliceHook(WatchForReady);
-    g_command = command + "\n";
-    g_typed = 0;
-    g_restartWait.store(true, std::memory_order_release);
-    g_waitingForReady.store(true, std::memory_order_release);
+void TypeWhenShown(std::vector<TypingStep> steps) {
+    g_watching.store(false, std::memory_order_release);
+    Emul_SetSliceHook(WatchScreen);
+    g_steps = std::move(steps);
+    g_step = 0;
+    Watch();
     if (g_run) g_run();
 }
 

@@ -2,7 +2,8 @@
 // Files the user hands the program: named on the command line, dropped on the main
 // window or picked from the recent disks. Each kind of file goes by its extension to what
 // takes it: a disk put in drive A is started as the runner's --autorun starts it, once
-// BASIC shows Ready; a snapshot is loaded and run.
+// BASIC shows Ready; a snapshot is loaded and run; a tape goes in the deck and is started
+// as the runner starts one.
 #include <QString>
 
 class QMainWindow;
