@@ -12,8 +12,10 @@
 #include <memory>
 #include <thread>
 
+#include "dsk_writer.h"
 #include "platform/ini_profile.h"
 #include "screen_reading.h"
+#include "tape_writer.h"
 #include "x11_session.h"
 
 namespace {
@@ -111,11 +113,25 @@ class LinuxDesktop : public ::testing::Test {
     DesktopProgram program_;
 };
 
-TEST_F(LinuxDesktop, ADiskNamedOnTheCommandLineStartsWithoutAKey) {
-    Start({kRogue}, {}, false);
-    EXPECT_TRUE(WaitForCpcText("RUN\"ROGUE\"")) << "the runner's choice, typed once Ready showed";
-    EXPECT_TRUE(WaitForCpcText("Ready", false)) << "the program cleared the screen";
-    EXPECT_EQ(Setting("Recent1"), kRogue) << "in the user's configuration folder";
+TEST_F(LinuxDesktop, AFileNamedOnTheCommandLineStartsWithoutAKey) {
+    // A tape of a BASIC program: 10 PRINT "TAPE OK".
+    std::vector<uint8_t> program = {16,  0,   10,  0,   0xBF, ' ', '"', 'T', 'A',
+                                    'P', 'E', ' ', 'O', 'K',  '"', 0,   0,   0};
+    std::string folder = MakeRunDirectory("tape", "", ""), tape = folder + "/hello.cdt";
+    std::ofstream(tape, std::ios::binary) << TestTapeCdt(TestTapeFile("HELLO", 0, 0x170, program));
+    struct Case {
+        std::string file, shows, gone;  // the disk's program clears the screen, and is recent
+    };
+    for (const Case& c : {Case{kRogue, "RUN\"ROGUE\"", "Ready"}, Case{tape, "TAPE OK", ""}}) {
+        Start({c.file}, {}, false);
+        EXPECT_TRUE(WaitForCpcText(c.shows)) << c.file << ": started once Ready showed";
+        if (!c.gone.empty()) {
+            EXPECT_TRUE(WaitForCpcText(c.gone, false)) << c.file;
+            EXPECT_EQ(Setting("Recent1"), kRogue) << "in the user's configuration folder";
+        }
+        TearDown();
+    }
+    std::filesystem::remove_all(folder);
 }
 
 TEST_F(LinuxDesktop, ABadFileNamedOnTheCommandLineGetsTheInsertMenusMessage) {
