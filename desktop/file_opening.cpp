@@ -260,7 +260,10 @@ bool Open_File(QWidget* parent, const QString& path, int drive, bool start) {
     std::string error;
     QByteArray name = QFile::encodeName(QFileInfo(path).absoluteFilePath());
     if (!kind.open(name.constData(), drive, error)) {
-        QMessageBox::warning(parent, SHELL_CAPTION, QString::fromLocal8Bit(error.c_str()));
+        QMessageBox box(QMessageBox::Warning, SHELL_CAPTION, QString::fromLocal8Bit(error.c_str()),
+                        QMessageBox::Ok, parent);
+        box.setWindowModality(Qt::WindowModal);  // the monitor window stays usable
+        box.exec();
         return false;
     }
     if (kind.open == OpenDisk) Open_NoteRecent(QString::fromLocal8Bit(name));
