@@ -40,8 +40,9 @@ bool Fail(FDC_Disk* disk, const char* reason) {
     return false;
 }
 
-// Sector table of a track whose block has been read.
-bool BuildSectorTable(FDC_Track& track, bool extended) {
+}  // namespace
+
+bool FDC_BuildSectorTable(FDC_Track& track, bool extended) {
     const uint8_t* block = track.data;
     size_t count = block[kSectorCountOffset];
     if (count > kMaxSectorEntries) {
@@ -77,7 +78,6 @@ bool BuildSectorTable(FDC_Track& track, bool extended) {
     }
     return true;
 }
-}  // namespace
 
 bool FDC_LoadHostDsk(FDC_Disk* disk, const FDC_ImageReader& reader) {
     disk->loadError = nullptr;
@@ -107,6 +107,8 @@ bool FDC_LoadHostDsk(FDC_Disk* disk, const FDC_ImageReader& reader) {
 
     disk->sideCount = 1;
     disk->trackCount = trackCount;
+    disk->extended = extended;
+    disk->standardTrackSize = extended ? 0 : Read16(info + kTrackSizeOffset);
     if (trackCount > 0) {
         disk->tracks = new (std::nothrow) FDC_Track[trackCount]();
         if (!disk->tracks) {
@@ -142,7 +144,7 @@ bool FDC_LoadHostDsk(FDC_Disk* disk, const FDC_ImageReader& reader) {
             XT_Trace("FDC_LoadHostDsk(): Can't read track %d data", t);
             return Fail(disk, "the file ends inside a track");
         }
-        if (!BuildSectorTable(track, extended)) return Fail(disk, "out of memory");
+        if (!FDC_BuildSectorTable(track, extended)) return Fail(disk, "out of memory");
     }
     return true;
 }

@@ -108,7 +108,13 @@ void FDC_out(uint16_t port, uint8_t value) {
     }
     switch (fdc.phase.load(std::memory_order_relaxed)) {
         case FDC_PHASE_COMMAND: AcceptCommandByte(value); break;
-        case FDC_PHASE_EXECUTION: break;
+        case FDC_PHASE_EXECUTION:
+            if (fdc.commandIndex == FDC_FORMAT_TRACK)
+                FDC_FormatByte(value);
+            else if (fdc.commandIndex == FDC_WRITE_DATA ||
+                     fdc.commandIndex == FDC_WRITE_DELETED_DATA)
+                FDC_WriteDataByte(value);
+            break;
         default: XT_Trace("* FDC_out(): Invalid write 2"); break;
     }
 }

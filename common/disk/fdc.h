@@ -1,7 +1,8 @@
 #pragma once
-// uPD765 floppy disk controller with drives A and B: the subset the disk operating system
-// uses for reading. Every command completes at once; a read delivers its bytes as fast as
-// the processor fetches them. Runs on the emulation thread.
+// uPD765 floppy disk controller with drives A and B: the commands the disk operating system
+// uses for reading, writing and formatting. Every command completes at once; a transfer
+// moves its bytes as fast as the processor fetches or sends them. Runs on the emulation
+// thread.
 #include <atomic>
 #include <cstdint>
 
@@ -14,10 +15,15 @@ constexpr uint8_t FDC_PHASE_RESULT = 2;
 constexpr uint8_t FDC_MSR_COMMAND = 0x80;    // ready for a command byte
 constexpr uint8_t FDC_MSR_RESULT = 0xD0;     // result bytes waiting
 constexpr uint8_t FDC_MSR_EXECUTION = 0xF0;  // data bytes waiting
+constexpr uint8_t FDC_MSR_WRITING = 0xB0;    // execution phase, data bytes wanted
 
 constexpr int FDC_DRIVE_COUNT = 2;
 constexpr int FDC_MAX_COMMAND_BYTES = 9;
 constexpr int FDC_MAX_RESULT_BYTES = 7;
+// Bytes a write gathers before they go into the disk at once (see FDC_LockDiskContent).
+constexpr int FDC_WRITE_CHUNK = 512;
+// Sector IDs a Format Track keeps: as many as a track information block describes.
+constexpr int FDC_MAX_FORMAT_SECTORS = FDC_MAX_SECTOR_ENTRIES;
 
 struct FDC_Drive {
     uint8_t number;
@@ -25,8 +31,8 @@ struct FDC_Drive {
     uint8_t sectorIndex;        // position in the current track's sector table
     bool seekEnd;               // a Seek or Recalibrate ended, not yet reported
     const uint8_t* sectorData;  // sector being read during Read Data
-    uint16_t bytePosition;      // bytes of it already delivered
-    const FDC_Disk* disk;       // none: the drive is empty
+    uint16_t bytePosition;      // bytes of it already delivered, or received by a write
+    FDC_Disk* disk;             // none: the drive is empty
 };
 
 struct FDC_State {
@@ -40,6 +46,14 @@ struct FDC_State {
     uint8_t result[FDC_MAX_RESULT_BYTES];
     FDC_Drive drives[FDC_DRIVE_COUNT];
     uint64_t adoptedChange;  // last disk change taken over from the drive slots
+    // A transfer over several sectors: the ID of the sector in hand (the next one is R+1).
+    uint8_t sectorR;
+    // Write Data and Write Deleted Data: bytes received and not yet in the disk.
+    uint16_t writeBuffered;
+    uint8_t writeBuffer[FDC_WRITE_CHUNK];
+    // Format Track: ID bytes received (four a sector), the first sectors' kept.
+    uint16_t formatBytes;
+    uint8_t formatIds[FDC_MAX_FORMAT_SECTORS * 4];
 };
 
 void FDC_Init();
@@ -64,3 +78,8 @@ const FDC_Disk* FDC_HostDisk(int drive);
 bool FDC_SwapDrives();
 // Emulation side: takes over the slots' disks; the controller calls it between commands.
 void FDC_AdoptDisks();
+
+// Write protection of a drive, set by the host at any time; a write command checks it when
+// it starts.
+void FDC_SetWriteProtected(int drive, bool writeProtected);
+bool FDC_IsWriteProtected(int drive);

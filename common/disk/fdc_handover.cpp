@@ -31,6 +31,7 @@ std::atomic<FDC_Disk*> g_slotDisks[FDC_DRIVE_COUNT];
 std::atomic<uint64_t> g_changeCount{1};
 std::atomic<uint64_t> g_controllerChange{kNoController};
 std::vector<RetiredDisk> g_retired;
+std::atomic<bool> g_writeProtected[FDC_DRIVE_COUNT];
 
 void DeleteDisk(FDC_Disk* disk) {
     FDC_FreeDisk(disk);
@@ -87,7 +88,7 @@ void FDC_AdoptDisks() {
     if (change == fdc.adoptedChange) return;
     for (int d = 0; d < FDC_DRIVE_COUNT; ++d) {
         FDC_Drive& drive = fdc.drives[d];
-        const FDC_Disk* disk = g_slotDisks[d].load();
+        FDC_Disk* disk = g_slotDisks[d].load();
         if (disk == drive.disk) continue;
         // Another disk: the old sector index may name no sector of it.
         drive.disk = disk;
@@ -97,6 +98,14 @@ void FDC_AdoptDisks() {
     }
     fdc.adoptedChange = change;
     g_controllerChange.store(change);
+}
+
+void FDC_SetWriteProtected(int drive, bool writeProtected) {
+    if (drive >= 0 && drive < FDC_DRIVE_COUNT) g_writeProtected[drive].store(writeProtected);
+}
+
+bool FDC_IsWriteProtected(int drive) {
+    return drive >= 0 && drive < FDC_DRIVE_COUNT && g_writeProtected[drive].load();
 }
 
 void FDC_AttachToSlots() {

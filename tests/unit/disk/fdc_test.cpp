@@ -1,28 +1,57 @@
-// Command sequences on the controller's ports, with disks the tests build.
+// The controller driven through its ports by the cases of fdc_cases.txt, with disks the
+// tests build; and disk changes that wait for the next command.
 #include "common/disk/fdc.h"
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "common/host_services.h"
-#include "common/machine/machine.h"
 #include "dsk_writer.h"
 #include "trace_log.h"
 
 namespace {
-// 40 tracks of nine 512-byte sectors C1-C9 in order; each byte tells its track and sector.
-FDC_Disk* NineSectorDisk() {
+// Every sector's bytes tell its track and its place in the table.
+uint8_t SectorByte(int track, int index, int i) {
+    return static_cast<uint8_t>(track * 16 + index * 3 + i);
+}
+
+// Track layouts by name: IDs and size codes of the sectors in table order.
+std::vector<std::pair<uint8_t, uint8_t>> Layout(const std::string& kind) {
+    if (kind == "nine")
+        return {{0xC1, 2}, {0xC2, 2}, {0xC3, 2}, {0xC4, 2}, {0xC5, 2},
+                {0xC6, 2}, {0xC7, 2}, {0xC8, 2}, {0xC9, 2}};
+    if (kind == "interleaved")
+        return {{0xC1, 2}, {0xC6, 2}, {0xC2, 2}, {0xC7, 2}, {0xC3, 2},
+                {0xC8, 2}, {0xC4, 2}, {0xC9, 2}, {0xC5, 2}};
+    if (kind == "dupes") return {{0xC1, 2}, {0xC2, 2}, {0xC3, 2}, {0xC2, 2}, {0xC4, 2}};
+    if (kind == "sizes") return {{0x41, 1}, {0x42, 3}, {0x43, 0}, {0x44, 2}};
+    return {};
+}
+
+FDC_Disk* BuildDisk(const std::string& kind) {
     TestImage image;
     for (int t = 0; t < 40; ++t) {
         image.tracks.emplace_back();
-        for (int r = 0; r < 9; ++r) {
-            Bytes data(512);
-            for (int i = 0; i < 512; ++i) data[i] = static_cast<uint8_t>(t * 16 + r + i);
-            image.tracks.back().push_back({static_cast<uint8_t>(0xC1 + r), 2, data});
+        auto layout = Layout(kind);
+        for (size_t j = 0; j < layout.size(); ++j) {
+            Bytes data(size_t{128} << layout[j].second);
+            for (size_t i = 0; i < data.size(); ++i)
+                data[i] = SectorByte(t, static_cast<int>(j), static_cast<int>(i));
+            image.tracks.back().push_back({layout[j].first, layout[j].second, data});
         }
     }
     auto* disk = new FDC_Disk{};
     EXPECT_TRUE(LoadDskBytes(BuildDsk(image), *disk));
     return disk;
+}
+
+Bytes Hex(std::istream& in) {
+    Bytes bytes;
+    for (std::string word; in >> word && word != "->" && word != "|" && word != "ids";)
+        bytes.push_back(static_cast<uint8_t>(std::stoul(word, nullptr, 16)));
+    return bytes;
 }
 
 class Fdc : public ::testing::Test {
@@ -31,6 +60,8 @@ class Fdc : public ::testing::Test {
         FDC_Init();
         FDC_InsertDisk(0, nullptr);
         FDC_InsertDisk(1, nullptr);
+        FDC_SetWriteProtected(0, false);
+        FDC_SetWriteProtected(1, false);
         TraceLog::Take();
     }
     void TearDown() override { FDC_Shutdown(); }
@@ -58,102 +89,148 @@ class Fdc : public ::testing::Test {
             data.push_back(FDC_in(0xFB7F));
         return data;
     }
-    Bytes Sector(const FDC_Disk* disk, int track, uint8_t R) {
-        const FDC_Sector* s = FDC_FindSectorById(disk, static_cast<uint8_t>(track), R);
-        return Bytes(s->data, s->data + s->size);
+    // Sends bytes for as long as the controller wants them: count of them, pattern from
+    // first.
+    Bytes WriteData(const Bytes& given = {}) {
+        Bytes sent;
+        while (FDC_in(0xFB7E) == FDC_MSR_WRITING && sent.size() < 100000) {
+            uint8_t b = sent.size() < given.size() ? given[sent.size()]
+                                                   : static_cast<uint8_t>(sent.size() * 7 + 1);
+            FDC_out(0xFB7F, b);
+            sent.push_back(b);
+        }
+        return sent;
     }
+    Bytes Sectors(const FDC_Disk* disk, int track, std::istream& indices) {
+        Bytes bytes;
+        for (int j; indices >> j;) {
+            const FDC_Sector& s = disk->tracks[track].sectors[j];
+            bytes.insert(bytes.end(), s.data, s.data + s.size);
+        }
+        return bytes;
+    }
+    void Play(const std::string& name, std::istream& lines);
+
+    FDC_Disk* disks_[2] = {};
 };
+
+void Fdc::Play(const std::string& name, std::istream& lines) {
+    for (std::string line; std::getline(lines, line);) {
+        SCOPED_TRACE(name + ": " + line);
+        std::istringstream in(line);
+        std::string verb;
+        in >> verb;
+        if (verb == "disk") {
+            std::string drive, kind;
+            in >> drive >> kind;
+            int d = drive == "B";
+            disks_[d] = kind == "none" ? nullptr : BuildDisk(kind);
+            FDC_InsertDisk(d, disks_[d]);
+        } else if (verb == "protect") {
+            std::string drive;
+            in >> drive;
+            FDC_SetWriteProtected(drive == "B", true);
+        } else if (verb == "cmd") {
+            Bytes command = Hex(in);
+            EXPECT_EQ(Command(command), Hex(in));
+        } else if (verb == "read" || verb == "write") {
+            Bytes command = Hex(in);
+            Bytes result = Hex(in);
+            const FDC_Disk* disk = disks_[command[1] & 1];
+            Bytes before = disk ? Sectors(disk, command[2], in) : Bytes{};
+            Send(command);
+            Bytes moved = verb == "read" ? ReadData() : WriteData();
+            EXPECT_EQ(Results(), result);
+            if (verb == "read") {
+                EXPECT_EQ(moved, before);
+            } else {
+                std::istringstream again(line.substr(line.find('|') + 1));
+                EXPECT_EQ(moved.size(), before.size());
+                EXPECT_EQ(Sectors(disk, command[2], again), moved) << "written where listed";
+            }
+        } else if (verb == "format") {
+            Bytes command = Hex(in);
+            Bytes ids = Hex(in);
+            Send(command);
+            EXPECT_EQ(WriteData(ids), ids);
+            EXPECT_EQ(Results(), Hex(in));
+        } else if (verb == "layout") {  // drive, track, then R:size of each sector
+            std::string drive, expected, actual;
+            int track;
+            in >> drive >> track;
+            std::getline(in, expected);
+            const FDC_Track& t = disks_[drive == "B"]->tracks[track];
+            char entry[16];
+            for (int j = 0; j < t.sectorCount; ++j) {
+                std::snprintf(entry, sizeof entry, " %02X:%d", t.sectors[j].R, t.sectors[j].size);
+                actual += entry;
+            }
+            EXPECT_EQ(actual, expected);
+        } else if (verb == "saved") {  // the image written back reads as the disk it was
+            std::string drive, kind;
+            in >> drive >> kind;
+            const FDC_Disk* disk = disks_[drive == "B"];
+            Bytes image = FDC_SaveDskBytes(*disk);
+            FDC_Disk again{};
+            ASSERT_TRUE(FDC_LoadDskBytes(&again, image.data(), image.size()));
+            EXPECT_EQ(again.extended, kind == "extended");
+            for (int t = 0; t < disk->trackCount; ++t)
+                for (int j = 0; j < disk->tracks[t].sectorCount; ++j) {
+                    const FDC_Sector &a = disk->tracks[t].sectors[j],
+                                     &b = again.tracks[t].sectors[j];
+                    ASSERT_EQ(Bytes(a.data, a.data + a.size), Bytes(b.data, b.data + b.size));
+                    ASSERT_EQ(a.R, b.R);
+                }
+            FDC_FreeDisk(&again);
+        } else if (verb == "in") {
+            Bytes port = Hex(in);
+            EXPECT_EQ(FDC_in(static_cast<uint16_t>(port[0] << 8 | port[1])), Hex(in)[0]);
+        } else if (verb == "out") {
+            Bytes bytes = Hex(in);
+            FDC_out(static_cast<uint16_t>(bytes[0] << 8 | bytes[1]), bytes[2]);
+        } else if (verb == "trace") {
+            std::string text;
+            std::getline(in >> std::ws, text);
+            EXPECT_TRUE(TraceLog::Has(TraceLog::Take(), text));
+        } else if (!verb.empty() && verb[0] != '#') {
+            ADD_FAILURE() << "unknown line";
+        }
+    }
+}
 }  // namespace
 
-TEST_F(Fdc, RecalibrateSeekAndSenseStatus) {
-    Send({0x07, 0x00});  // Recalibrate A, empty
-    EXPECT_EQ(Command({0x08}), (Bytes{0x88, 0x00}));
-    EXPECT_EQ(Command({0x08}), (Bytes{0x00, 0x00})) << "no seek ended";
-    FDC_InsertDisk(0, NineSectorDisk());
-    FDC_InsertDisk(1, NineSectorDisk());
-    Send({0x0F, 0x01, 40});  // beyond the last track
-    EXPECT_TRUE(TraceLog::Has(TraceLog::Take(), "* FDC_Seek(): Invalid track 40"));
-    EXPECT_EQ(Command({0x04, 0x01}), (Bytes{0x31}));
-    Send({0x07, 0x00});
-    Send({0x0F, 0x01, 39});
-    EXPECT_EQ(Command({0x04, 0x01}), (Bytes{0x01})) << "seek not yet reported";
-    EXPECT_EQ(Command({0x08}), (Bytes{0x20, 0x00}));  // drive A first, then B
-    EXPECT_EQ(Command({0x08}), (Bytes{0x21, 39}));
-    EXPECT_EQ(Command({0x04, 0x01}), (Bytes{0x21}));
-    EXPECT_EQ(Command({0x04, 0x05}), (Bytes{0x85})) << "head 1";
-}
-
-TEST_F(Fdc, MultiSectorReadDeliversUpToEot) {
-    FDC_Disk* disk = NineSectorDisk();
-    FDC_InsertDisk(0, disk);
-    Send({0x0F, 0x00, 5});
-    Command({0x08});
-    Send({0x46, 0x00, 5, 0, 0xC1, 2, 0xC9, 0x2A, 0xFF});
-    EXPECT_TRUE(PAL_GetDriveActivity());
-    Bytes expected;
-    for (uint8_t R = 0xC1; R <= 0xC9; ++R) {
-        Bytes s = Sector(disk, 5, R);
-        expected.insert(expected.end(), s.begin(), s.end());
+TEST_F(Fdc, Cases) {
+    std::ifstream file(UNIT_TEST_DIR "/fdc_cases.txt");
+    ASSERT_TRUE(file) << UNIT_TEST_DIR "/fdc_cases.txt";
+    std::string text((std::istreambuf_iterator<char>(file)), {});
+    size_t at = text.find("case ");
+    int played = 0;
+    while (at != std::string::npos) {
+        size_t next = text.find("\ncase ", at);
+        std::string block = text.substr(at, next == std::string::npos ? next : next - at);
+        std::istringstream lines(block);
+        std::string header;
+        std::getline(lines, header);
+        TearDown();
+        SetUp();
+        Play(header.substr(5), lines);
+        ++played;
+        at = next == std::string::npos ? next : next + 1;
     }
-    Bytes data = ReadData();
-    EXPECT_EQ(data.size(), 4608u);
-    EXPECT_EQ(data, expected);
-    EXPECT_FALSE(PAL_GetDriveActivity());
-    EXPECT_EQ(Results(), (Bytes{0x40, 0x80, 0x00, 5, 0, 0xC1, 2}));
-
-    Send({0x46, 0x00, 5, 0, 0xC4, 2, 0xC4, 0x2A, 0xFF});  // EOT = R: one sector
-    EXPECT_EQ(ReadData(), Sector(disk, 5, 0xC4));
-    EXPECT_EQ(Results(), (Bytes{0x40, 0x80, 0x00, 5, 0, 0xC4, 2}));
-}
-
-TEST_F(Fdc, ReadIdWalksTheTrackAndReadDataFails) {
-    EXPECT_EQ(Command({0x4A, 0x00}), (Bytes{0x88, 0, 0, 0, 0, 0, 0})) << "empty drive";
-    FDC_InsertDisk(0, NineSectorDisk());
-    Send({0x0F, 0x00, 2});
-    Command({0x08});
-    Bytes ids;
-    for (int i = 0; i < 11; ++i) {
-        Bytes result = Command({0x4A, 0x00});
-        EXPECT_EQ(Bytes(result.begin(), result.begin() + 5), (Bytes{0, 0, 0, 2, 0}));
-        EXPECT_EQ(result[6], 2);
-        ids.push_back(result[5]);
-    }
-    EXPECT_EQ(ids, (Bytes{0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xC1, 0xC2}));
-    // Wrong cylinder: the present track and the sector at the current index (C3).
-    EXPECT_EQ(Command({0x46, 0x00, 3, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF}),
-              (Bytes{0x88, 0x00, 0x10, 2, 0, 0xC3, 2}));
-    EXPECT_EQ(Command({0x46, 0x00, 2, 0, 0xD1, 2, 0xD1, 0x2A, 0xFF}),
-              (Bytes{0x88, 0x00, 0x00, 2, 0, 0xD1, 2}))
-        << "no such sector";
-    EXPECT_EQ(Command({0xC6, 0x00, 2, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF})[0], 0x88) << "MT";
-    EXPECT_EQ(Command({0x46, 0x01, 2, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF})[0], 0x89) << "empty drive B";
-    EXPECT_EQ(Command({0x46, 0x04, 2, 0, 0xC1, 2, 0xC1, 0x2A, 0xFF})[0], 0x88) << "head 1";
-}
-
-TEST_F(Fdc, InvalidCommandsAndPortMisuse) {
-    EXPECT_EQ(FDC_in(0xFB7F), 0);
-    EXPECT_TRUE(TraceLog::Has(TraceLog::Take(), "* FDC_in(): Invalid read 1"));
-    Command({0x4A, 0x00});  // leaves 0x88 and six zeros behind
-    Bytes write = {0x45, 0x00, 0x00, 0x00, 0xC1, 0x02, 0xC1, 0x2A, 0xFF};
-    EXPECT_EQ(Command(write), (Bytes{0x88, 0, 0, 0, 0, 0, 0}));
-    EXPECT_TRUE(TraceLog::Has(TraceLog::Take(),
-                              "* FDC_InvalidCmd(): 45H 00H 00H 00H C1H 02H C1H 2AH FFH "));
-    EXPECT_EQ(Command({0x1F}), (Bytes{0x88}));
-    FDC_out(0xFB7E, 0x08);
-    EXPECT_TRUE(TraceLog::Has(TraceLog::Take(), "* FDC_out(): Incorrect address FB7EH"));
-    EXPECT_EQ(FDC_in(0xFB7E), FDC_MSR_COMMAND);
+    EXPECT_GT(played, 10);
 }
 
 // A disk inserted, ejected or swapped during a transfer reaches the controller only at its
 // next command; the running transfer keeps reading the disk it started on.
 TEST_F(Fdc, DiskChangesWaitForTheNextCommand) {
-    FDC_Disk* first = NineSectorDisk();
+    FDC_Disk* first = BuildDisk("nine");
     FDC_InsertDisk(0, first);
-    Bytes expected = Sector(first, 0, 0xC3);
+    const FDC_Sector& sector = first->tracks[0].sectors[2];
+    Bytes expected(sector.data, sector.data + sector.size);
     Send({0x46, 0x00, 0, 0, 0xC3, 2, 0xC3, 0x2A, 0xFF});
     Bytes data = {FDC_in(0xFB7F)};
     FDC_InsertDisk(0, nullptr);  // the first disk may be freed only once the controller lets go
-    FDC_InsertDisk(1, NineSectorDisk());
+    FDC_InsertDisk(1, BuildDisk("nine"));
     EXPECT_FALSE(FDC_SwapDrives()) << "busy";
     Bytes rest = ReadData();
     data.insert(data.end(), rest.begin(), rest.end());
