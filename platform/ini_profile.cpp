@@ -10,6 +10,8 @@
 #include <mutex>
 #include <sstream>
 
+#include "platform/atomic_file.h"
+
 namespace {
 // One line of the text: [start, contentEnd) without its line break, which ends at end.
 struct Line {
@@ -155,25 +157,11 @@ std::string ReadFileOrEmpty(const char* fileName) {
     return text;
 }
 
+// Through a symbolic link the target is replaced, so the link keeps pointing at the
+// settings.
 bool ReplaceFile(const char* fileName, const std::string& text) {
-    std::string temporary = std::string(fileName) + ".tmp" + std::to_string(getpid());
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out) return false;
-        out.write(text.data(), static_cast<std::streamsize>(text.size()));
-        out.flush();
-        if (!out) {
-            std::remove(temporary.c_str());
-            return false;
-        }
-    }
-    struct stat original;
-    if (stat(fileName, &original) == 0) chmod(temporary.c_str(), original.st_mode & 07777);
-    if (std::rename(temporary.c_str(), fileName) != 0) {
-        std::remove(temporary.c_str());
-        return false;
-    }
-    return true;
+    std::string error;
+    return PAL_WriteFileAtomically(fileName, text.data(), text.size(), error);
 }
 }  // namespace
 
