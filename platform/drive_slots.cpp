@@ -39,7 +39,7 @@ struct Slot {
     std::string loadError;
     uint32_t savedChange = 0;   // the disk's change count its file holds
     uint32_t seenChange = 0;    // the change count last seen by PAL_FlushDisks
-    uint32_t seenAtMs = 0;      // host time it was seen
+    uint32_t pendingAtMs = 0;   // host time the oldest change not yet written was seen
     uint32_t failedChange = 0;  // the change count whose write failed
     bool unsaved = false;       // a write failed and the file lacks changes
     std::string saveError;      // to tell, once
@@ -261,7 +261,7 @@ bool PAL_SwapDrives() {
     // Everything but the user's protection goes with the disk.
     std::swap(g_slots[0].savedChange, g_slots[1].savedChange);
     std::swap(g_slots[0].seenChange, g_slots[1].seenChange);
-    std::swap(g_slots[0].seenAtMs, g_slots[1].seenAtMs);
+    std::swap(g_slots[0].pendingAtMs, g_slots[1].pendingAtMs);
     std::swap(g_slots[0].failedChange, g_slots[1].failedChange);
     std::swap(g_slots[0].unsaved, g_slots[1].unsaved);
     std::swap(g_slots[0].saveError, g_slots[1].saveError);
@@ -300,11 +300,13 @@ void PAL_FlushDisks(uint32_t nowMs, bool force) {
         if (!disk) continue;
         uint32_t change = ChangeCount(disk);
         if (change != slot.seenChange) {
+            if (slot.seenChange == slot.savedChange) slot.pendingAtMs = nowMs;
             slot.seenChange = change;
-            slot.seenAtMs = nowMs;
         }
         if (change == slot.savedChange || (slot.unsaved && change == slot.failedChange)) continue;
-        if (force || nowMs - slot.seenAtMs >= kSaveDelayMs) SaveToItsFileLocked(drive);
+        // Two seconds after the first change the file lacks, even while changes go on, so a
+        // crash loses at most those seconds.
+        if (force || nowMs - slot.pendingAtMs >= kSaveDelayMs) SaveToItsFileLocked(drive);
     }
 }
 

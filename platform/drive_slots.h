@@ -22,11 +22,11 @@ std::FILE* PAL_OpenDiskFile(const char* prefix, const char* fileName, std::strin
 
 // Writing disks back. A changed disk is written to its file when it leaves its drive (eject,
 // swap, a new disk, program end), when the machine restarts, and by PAL_FlushDisks two
-// seconds (host time) after its last change. A file that cannot be written keeps the disk
-// in its drive, changes and all: the drive is marked unsaved and the reason is told once.
+// seconds (host time) after a change, however many follow. A file that cannot be written keeps the
+// disk in its drive, changes and all: the drive is marked unsaved and the reason is told once.
 //
-// Writes every changed disk whose last change is at least two seconds old (all of them with
-// force), as seen at host time nowMs.
+// Writes every changed disk whose oldest unwritten change is at least two seconds old (all
+// of them with force), as seen at host time nowMs.
 void PAL_FlushDisks(uint32_t nowMs, bool force);
 // Starts and stops a thread that calls PAL_FlushDisks every quarter second.
 void PAL_StartDiskWriter();

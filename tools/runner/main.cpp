@@ -15,6 +15,7 @@
 #include "common/tape/tape.h"
 #include "common/video/renderer.h"
 #include "common/xtools/xtools.h"
+#include "platform/drive_slots.h"
 #include "platform/remote_server.h"
 #include "platform/settings_path.h"
 #include "tools/runner/runner_disks.h"
@@ -209,6 +210,15 @@ int RunAction(RunnerMachine& machine, const RunnerOptions& options, const Runner
         }
         case RunnerActionKind::Wav: return StartWav(wav, action.text);
         case RunnerActionKind::SaveSnapshot: return SaveSnapshot(machine, action.text);
+        case RunnerActionKind::NewDisk: {
+            std::string error;
+            FDC_BlankFormat format =
+                action.milliseconds ? FDC_BlankFormat::System : FDC_BlankFormat::Data;
+            if (!PAL_CreateBlankDisk(action.text.c_str(), format, false, error))
+                return Fail("--new-disk: cannot write " + action.text + ": " + error,
+                            EXIT_BAD_USAGE);
+            return EXIT_DONE;
+        }
         case RunnerActionKind::ScreenText:
             for (const std::string& line : Runner_ScreenText()) std::printf("%s\n", line.c_str());
             return EXIT_DONE;
@@ -316,6 +326,7 @@ int main(int argc, char** argv) {
         if (!OutputWritten()) return OutputFailed();
     }
 
+    PAL_StartDiskWriter();  // changed disks reach their files as in the desktop program
     auto hostStart = std::chrono::steady_clock::now();
     uint64_t emulatedStart = Runner_Elapsed(machine);
     int code = EXIT_DONE;
@@ -344,7 +355,12 @@ int main(int argc, char** argv) {
     }
     PAL_StopRemoteServer();
     Runner_ShutdownMachine(machine);
+    PAL_StopDiskWriter();
     PAL_EjectAll();
+    for (int drive = 0; drive < 2; ++drive) {
+        std::string unsaved = PAL_TakeDiskSaveError(drive);
+        if (!unsaved.empty()) code = Fail(unsaved, EXIT_BAD_USAGE);
+    }
     if (frameHashes) {
         bool written = !machine.frameHashWriteFailed && std::fflush(frameHashes.get()) == 0 &&
                        !std::ferror(frameHashes.get());

@@ -6,10 +6,12 @@
 #include "common/disk/fdc.h"
 #include "common/host_services.h"
 #include "platform/amsdos_catalog.h"
+#include "platform/drive_slots.h"
 #include "tools/runner/key_script.h"
 
 bool Runner_InsertDisks(const RunnerOptions& options, std::string& error) {
     for (int drive = 0; drive < 2; ++drive) {
+        if (options.writeProtect[drive]) PAL_SetWriteProtect(drive, true, false);
         const std::string& name = options.disks[drive];
         if (name.empty() || PAL_LoadDisk(name.c_str(), drive)) continue;
         error = std::string("drive ") + static_cast<char>('A' + drive) + ": cannot load '" + name +

@@ -51,6 +51,8 @@ const char* const HELP_TEXT =
     "  --tape-record FILE           record what the machine writes to tape while the\n"
     "                               motor runs (REC and PLAY pressed); written as a CDT\n"
     "                               file when the runner ends\n"
+    "  --write-protect a|b|ab       write-protect drive A, B or both (disks are otherwise\n"
+    "                               written back to their files, as the desktop does)\n"
     "  --realtime                   pace the machine to real time (actual speed on)\n"
     "  --snapshot FILE              start from a snapshot file (SNA) instead of a reset;\n"
     "                               a snapshot of another model switches to that model\n"
@@ -108,6 +110,9 @@ const char* const HELP_TEXT =
     "                               out at the real-time rate as the audio device does\n"
     "                               (by the emulated clock, or with --realtime by the\n"
     "                               host's clock, as a real device plays)\n"
+    "  --new-disk FILE data|system  write a blank formatted disk image to FILE (DATA:\n"
+    "                               sectors C1-C9, SYSTEM: 41-49; 40 tracks); an\n"
+    "                               existing file is not replaced\n"
     "  --dump-monitor               print the monitor's 75 x 41 console (a byte that is\n"
     "                               not printable ASCII shows as '?')\n"
     "  --gdb-wait                   (with --gdb) print \"gdb: waiting for a client\" and\n"
@@ -135,7 +140,7 @@ enum class OptionRole {
 struct OptionRow {
     const char* name;
     OptionRole role;
-    bool takesValue;
+    int values;  // 0 for a flag; several are joined with line breaks
     // Applies the option; false with error set. value is empty for a flag.
     bool (*apply)(RunnerOptions& options, const std::string& value, std::string& error);
 };
@@ -220,6 +225,28 @@ bool ApplyDisk(RunnerOptions& o, int drive, const std::string& value, std::strin
     return true;
 }
 
+bool ApplyWriteProtect(RunnerOptions& o, const std::string& value, std::string& error) {
+    if (value != "a" && value != "b" && value != "ab") {
+        error = "--write-protect must be a, b or ab, not '" + value + "'";
+        return false;
+    }
+    o.writeProtect[0] = value.find('a') != std::string::npos;
+    o.writeProtect[1] = value.find('b') != std::string::npos;
+    return true;
+}
+
+bool ApplyNewDisk(RunnerOptions& o, const std::string& value, std::string& error) {
+    std::string file = value.substr(0, value.find('\n'));
+    std::string format = value.substr(file.size() + 1);
+    if (!NonEmpty("--new-disk", file, "a file name", error)) return false;
+    if (format != "data" && format != "system") {
+        error = "--new-disk: the format must be data or system, not '" + format + "'";
+        return false;
+    }
+    AddAction(o, RunnerActionKind::NewDisk, format == "system", file);
+    return true;
+}
+
 bool ApplySettings(RunnerOptions& o, const std::string& value, std::string& error) {
     if (!NonEmpty("--settings", value, "a file name", error)) return false;
     std::error_code ignored;
@@ -255,6 +282,8 @@ const OptionRow OPTIONS[] = {
      [](RunnerOptions& o, const std::string& v, std::string& e) {
          return NonEmpty("--tape-record", v, "a file name", e) && (o.tapeRecord = v, true);
      }},
+    {"--write-protect", OptionRole::Machine, true, ApplyWriteProtect},
+    {"--new-disk", OptionRole::Action, 2, ApplyNewDisk},
     {"--fast", OptionRole::Machine, false,
      [](RunnerOptions& o, const std::string&, std::string&) { return o.fast = true; }},
     {"--realtime", OptionRole::Machine, false,
@@ -407,14 +436,24 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
             return RunnerParseResult::Error;
         }
         std::string value;
-        if (row->takesValue) {
-            if (i + 1 >= argc) {
-                error = name + " needs a value";
-                return RunnerParseResult::Error;
-            }
-            value = argv[++i];
+        if (i + row->values >= argc) {
+            error = name + (row->values > 1 ? " needs " + std::to_string(row->values) + " values"
+                                            : " needs a value");
+            return RunnerParseResult::Error;
         }
+        for (int v = 0; v < row->values; ++v) value += (v ? "\n" : "") + std::string(argv[++i]);
         if (!row->apply(options, value, error)) return RunnerParseResult::Error;
+    }
+    // The 464 alone has no disk interface: nothing could read a disk.
+    bool autorun = false;
+    for (const RunnerAction& action : options.actions)
+        autorun |= action.kind == RunnerActionKind::Autorun;
+    if (options.type == CPC_MODEL_464 &&
+        (!options.disks[0].empty() || !options.disks[1].empty() || autorun)) {
+        error =
+            "the 464 has no disk interface: --disk-a, --disk-b and --autorun need --model "
+            "464fdi, 664 or 6128";
+        return RunnerParseResult::Error;
     }
     return RunnerParseResult::Run;
 }

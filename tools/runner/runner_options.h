@@ -19,12 +19,17 @@ enum class RunnerActionKind {
     Autorun,
     Wav,
     SaveSnapshot,
+<<<<<<< HEAD
     GdbWait,
+=======
+    NewDisk,
+>>>>>>> baa6b46 (Runner: --write-protect, --new-disk, disks written back while it runs; the 464 refuses disks and --autorun)
 };
 
 struct RunnerAction {
     RunnerActionKind kind;
-    uint64_t milliseconds;           // RunMs: time to run; UntilText, UntilStop, Autorun: limit
+    uint64_t milliseconds;           // RunMs: time to run; UntilText, UntilStop, Autorun: limit;
+                                     // NewDisk: 0 DATA, 1 SYSTEM
     std::string text;                // the option's value: text, command, file name
     std::vector<KeyStroke> strokes;  // Type: the text as key strokes
 };
@@ -43,6 +48,7 @@ struct RunnerOptions {
     std::string snapshot;      // --snapshot: the file to start from, empty for a reset
     std::string tape;          // --tape: the tape in the deck, PLAY down
     std::string tapeRecord;    // --tape-record: the file recording goes to
+    bool writeProtect[2] = {false, false};
     // Settings that may stand anywhere.
     bool bench = false;
     bool trace = true;           // trace records go to the trace library when it is present
