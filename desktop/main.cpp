@@ -29,6 +29,7 @@
 #include "desktop/shell.h"
 #include "desktop/window_placement.h"
 #include "desktop/xkb_layout.h"
+#include "platform/drive_slots.h"
 #include "platform/remote_server.h"
 #include "platform/settings_path.h"
 #include "platform/xdg_folders.h"
@@ -167,6 +168,7 @@ int main(int argc, char** argv) {
         if (PAL_StartRemoteServer(g_Shell.gdbPort, error) == 0)
             QMessageBox::warning(&window, SHELL_TITLE, QString::fromStdString("GdbPort: " + error));
     }
+    PAL_StartDiskWriter();
     if (Win32_StartEmulation()) {
         QStringList arguments = QCoreApplication::arguments();
         if (arguments.size() > 1) Open_File(&window, arguments.at(1), 0, true);
@@ -174,7 +176,8 @@ int main(int argc, char** argv) {
     }
     Win32_StopEmulation();
     PAL_StopRemoteServer();
-    PAL_EjectAll();
+    PAL_StopDiskWriter();
+    PAL_EjectAll();  // writes changed disks back
 
     PAL_SetRepaintHandler(nullptr);
     g_screen.store(nullptr, std::memory_order_release);

@@ -19,6 +19,7 @@
 
 #include "common/host_services.h"
 #include "common/remote/remote.h"
+#include "desktop/disk_menu.h"
 #include "desktop/file_opening.h"
 #include "desktop/screen_widget.h"
 #include "desktop/shell.h"
@@ -127,6 +128,7 @@ void MainWindow::BuildMenus() {
             connect(action, &QAction::triggered, this, [this, command] { Command(command); });
             actions_[command] = action;
         }
+        if (std::string(popup.title) == "&Disk") new DiskMenu(menu, this);
     }
     actions_[CMD_SAVE_SCREEN]->setEnabled(false);
     for (const auto& group : kRadioGroups) {

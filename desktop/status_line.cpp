@@ -9,6 +9,7 @@
 #include "common/video/renderer.h"
 #include "desktop/key_translation.h"
 #include "desktop/shell.h"
+#include "platform/drive_slots.h"
 
 namespace {
 
@@ -41,6 +42,9 @@ StatusFields Win32_StatusFields(uint32_t zoom, uint32_t mouseX, uint32_t mouseY)
     if (fields.drives) {
         fields.driveA = Win32_DrawDriveName(0, PAL_GetDrivePath(0));
         fields.driveB = Win32_DrawDriveName(1, PAL_GetDrivePath(1));
+        // A drive whose changes its file could not take.
+        if (PAL_DiskHasUnsavedChanges(0)) fields.driveA += " (unsaved)";
+        if (PAL_DiskHasUnsavedChanges(1)) fields.driveB += " (unsaved)";
         fields.activity = PAL_GetDriveActivity();
     }
     fields.joystick = Key_JoystickMode();

@@ -351,3 +351,26 @@ TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
 }
 
 }  // namespace
+
+// Disk menu: a new blank disk in drive A, which the CPC then writes; the file follows a
+// few seconds later. Then Write protect A, remembered in the settings.
+TEST_F(Desktop, NewBlankDiskIsWrittenAndProtected) {
+    Start();
+    std::string image = program_.runDirectory + "/blank.dsk";
+    SendKeys(program_.mainWindow, {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down",
+                                   "Down", "Down", "Down", "Down", "Down", "Down", "Return"});
+    unsigned long dialog = WaitForWindow("New blank disk in drive A", 5000);
+    ASSERT_NE(dialog, 0u);
+    SendKeys(dialog, {"type", image});
+    SendKeys(dialog, {"key", "Return"});
+    unsigned long format = WaitForWindow("Format of the new disk", 5000);
+    ASSERT_NE(format, 0u);
+    SendKeys(format, {"key", "Return"});  // DATA
+    ASSERT_TRUE(WaitFor([&] { return Setting("DriveA") == image; }));
+    std::string blank = ReadAll(image);
+    Type("SAVE\"X\"\n");
+    EXPECT_TRUE(WaitFor([&] { return ReadAll(image) != blank; }, 8000));
+    SendKeys(program_.mainWindow, {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down",
+                                   "Down", "Down", "Return"});
+    EXPECT_TRUE(WaitFor([&] { return Setting("WriteProtectA") == "1"; }));
+}
