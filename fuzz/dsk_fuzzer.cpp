@@ -1,10 +1,14 @@
-// A disk image loaded into both drives, then a stream of controller port accesses, disk
-// changes and resets over it. The input is two bytes giving the stream's length, the image,
-// then the stream (pairs of an operation and a value). Whatever the image says, the
-// controller must read only inside its track data and keep a valid main status register.
+// A disk image loaded into both drives, then a stream of controller port accesses (reads,
+// writes and formats among them), disk changes, resets and saves over it. The input is two
+// bytes giving the stream's length, the image, then the stream (pairs of an operation and a
+// value). Whatever the image says, the controller must read and write only inside its track
+// data and keep a valid main status register, and every disk it changed must save as an
+// image that loads again.
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <new>
+#include <vector>
 
 #include "common/disk/fdc.h"
 #include "common/machine/machine.h"
@@ -22,8 +26,32 @@ void InsertImage(const uint8_t* image, size_t size, int drive) {
     }
 }
 
+// The drive's disk saved and loaded again; the copy goes into the other drive.
+void SaveAndReload(int drive) {
+    const FDC_Disk* disk = FDC_HostDisk(drive);
+    if (!disk) return;
+    std::vector<uint8_t> saved;
+    {
+        std::lock_guard<std::mutex> lock(FDC_DiskContentMutex());
+        saved = FDC_SaveDskBytes(*disk);
+    }
+    FDC_Disk* copy = new FDC_Disk{};
+    if (!FDC_LoadDskBytes(copy, saved.data(), saved.size())) __builtin_trap();
+    FDC_InsertDisk(1 - drive, copy);
+}
+
 void Run(uint8_t operation, uint8_t value, const uint8_t* image, size_t imageSize) {
-    switch (operation % 8) {
+    switch (operation % 10) {
+        case 8:  // send a whole write or format transfer
+            for (int i = 0; i < 70000 && FDC_in(0xFB7E) == FDC_MSR_WRITING; ++i)
+                FDC_out(0xFB7F, static_cast<uint8_t>(value + i));
+            break;
+        case 9:
+            if (value & 2)
+                FDC_SetWriteProtected(value & 1, value & 4);
+            else
+                SaveAndReload(value & 1);
+            break;
         case 0:
         case 1:
         case 2: FDC_out(0xFB7F, value); break;
@@ -59,12 +87,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t* stream = image + imageSize;
 
     FDC_Init();
+    FDC_SetWriteProtected(0, false);
+    FDC_SetWriteProtected(1, false);
     InsertImage(image, imageSize, 0);
     InsertImage(image, imageSize, 1);
     for (size_t i = 0; i + 1 < streamLength; i += 2) {
         Run(stream[i], stream[i + 1], image, imageSize);
         uint8_t status = FDC_in(0xFB7E);
-        if (status != FDC_MSR_COMMAND && status != FDC_MSR_RESULT && status != FDC_MSR_EXECUTION)
+        if (status != FDC_MSR_COMMAND && status != FDC_MSR_RESULT && status != FDC_MSR_EXECUTION &&
+            status != FDC_MSR_WRITING)
             __builtin_trap();
     }
     FDC_InsertDisk(0, nullptr);
