@@ -32,7 +32,7 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
                     "--bench|--no-trace|--until-text|Ready|--timeout-ms|500|--type|run\\n|"
                     "--until-text|Bye|--run-ms|20|--screenshot|a.png|--screen-text|--until-stop|"
                     "--monitor|BR 0038|--monitor-script|s.txt|--dump-monitor|--wav|b.wav|"
-                    "--frame-hashes|h.txt",
+                    "--frame-hashes|h.txt|--new-disk|n.dsk|system",
                     options),
               RunnerParseResult::Run);
     EXPECT_EQ(options.type, CPC_MODEL_464_FDI);
@@ -47,23 +47,19 @@ TEST(RunnerOptions, MachineOptionsAndActionsInOrder) {
     // Kind, time (limits for UntilText: 30 s until --timeout-ms changes it), text.
     using K = RunnerActionKind;
     const std::vector<std::tuple<K, uint64_t, std::string>> expected = {
-        {K::UntilText, 30000, "Ready"},
-        {K::Type, 0, "run\\n"},
-        {K::UntilText, 500, "Bye"},
-        {K::RunMs, 20, ""},
-        {K::Screenshot, 0, "a.png"},
-        {K::ScreenText, 0, ""},
-        {K::UntilStop, 500, ""},
-        {K::Monitor, 0, "BR 0038"},
-        {K::MonitorScript, 0, "s.txt"},
-        {K::DumpMonitor, 0, ""},
-        {K::Wav, 0, "b.wav"}};
+        {K::UntilText, 30000, "Ready"}, {K::Type, 0, "run\\n"},
+        {K::UntilText, 500, "Bye"},     {K::RunMs, 20, ""},
+        {K::Screenshot, 0, "a.png"},    {K::ScreenText, 0, ""},
+        {K::UntilStop, 500, ""},        {K::Monitor, 0, "BR 0038"},
+        {K::MonitorScript, 0, "s.txt"}, {K::DumpMonitor, 0, ""},
+        {K::Wav, 0, "b.wav"},           {K::NewDisk, 1, "n.dsk"}};
     ASSERT_EQ(options.actions.size(), expected.size());
     for (size_t i = 0; i < expected.size(); ++i) {
         auto [kind, ms, text] = expected[i];
         EXPECT_EQ(options.actions[i].kind, kind) << i;
         EXPECT_EQ(options.actions[i].text, text) << i;
-        if (kind == K::UntilText || kind == K::RunMs || kind == K::UntilStop) {
+        if (kind == K::UntilText || kind == K::RunMs || kind == K::UntilStop ||
+            kind == K::NewDisk) {
             EXPECT_EQ(options.actions[i].milliseconds, ms) << i;
         }
     }
@@ -78,7 +74,10 @@ TEST(RunnerOptions, BadUsageIsExplained) {
           "--monitor|FILL 4000 0100 00 00000000000000000000000000000000000000000",
           // A machine option after an action.
           "--run-ms|5|--roms|x", "--run-ms|5|--realtime", "--run-ms|5|--keep-going",
-          "--run-ms|5|--snapshot|s.sna", "--save-snapshot|"}) {
+          "--run-ms|5|--snapshot|s.sna", "--save-snapshot|",
+          // Disks: the 464 has no interface; protection and new disks take their values.
+          "--model|464|--disk-a|x.dsk", "--disk-b|x.dsk|--model|464", "--model|464|--autorun",
+          "--write-protect|c", "--new-disk|n.dsk", "--new-disk|n.dsk|raw"}) {
         RunnerOptions options;
         EXPECT_EQ(Parse(line, options), RunnerParseResult::Error) << line;
     }
