@@ -142,6 +142,9 @@ bool ReadWholeFile(const char* fileName, std::string& text, bool& exists) {
     text.clear();
     exists = access(fileName, F_OK) == 0;
     if (!exists) return true;
+    // Opening a named pipe would wait for a writer: only a regular file is read.
+    struct stat status;
+    if (stat(fileName, &status) != 0 || !S_ISREG(status.st_mode)) return false;
     std::ifstream in(fileName, std::ios::binary);
     if (!in) return false;
     std::ostringstream contents;

@@ -116,6 +116,8 @@ TEST_F(DriveSlots, FindsFilesAndSaysWhatIsWrong) {
         }
     }
     EXPECT_EQ(Key("DriveA"), Path("up.dsk")) << "a failure keeps the key";
+    mkfifo(Path("pipe.ini").c_str(), 0644);  // settings that are a pipe are not waited on
+    EXPECT_EQ(PAL_GetProfileString("Settings", "DriveA", "none", Path("pipe.ini").c_str()), "none");
     std::string fullPath;
     EXPECT_EQ(PAL_OpenDiskFile("", std::string(PAL_MAX_PATH, 'a').c_str(), fullPath), nullptr);
     fs::permissions(root_ / "bin/game.dsk", fs::perms::none);
