@@ -66,6 +66,20 @@ void DiskMenu::Update() {
     }
 }
 
+bool DiskMenu::MayTakeOut(QWidget* window, int drive) {
+    PAL_FlushDisks(PAL_GetTickCount(), true);  // the latest changes too
+    if (!PAL_DiskHasUnsavedChanges(drive)) return true;
+    PAL_TakeDiskSaveError(drive);  // this question tells it
+    QString question =
+        QStringLiteral(
+            "Drive %1 holds changes that could not be written to %2.\n\nTake the disk out and "
+            "lose them? (\"Save disk %1 as...\" in the Disk menu keeps them.)")
+            .arg(Letter(drive), QString::fromStdString(PAL_GetDrivePath(drive)));
+    return QMessageBox::question(window, SHELL_CAPTION, question,
+                                 QMessageBox::Yes | QMessageBox::No,
+                                 QMessageBox::No) == QMessageBox::Yes;
+}
+
 void DiskMenu::SaveAs(int drive) {
     if (!FDC_HostDisk(drive)) {
         QMessageBox::information(window_, SHELL_CAPTION,
@@ -85,6 +99,7 @@ void DiskMenu::SaveAs(int drive) {
 }
 
 void DiskMenu::NewBlankDisk(int drive) {
+    if (!MayTakeOut(window_, drive)) return;
     QString name = QFileDialog::getSaveFileName(
         window_, QStringLiteral("New blank disk in drive %1").arg(Letter(drive)),
         StartFolder(drive), kFilter, nullptr, QFileDialog::DontUseNativeDialog);

@@ -15,6 +15,9 @@ class DiskMenu : public QObject {
     DiskMenu(QMenu* menu, QWidget* window);
     // Check marks from the drive slots.
     void Update();
+    // Before a disk leaves its drive: true unless it holds changes its file could not take
+    // and the user keeps it.
+    static bool MayTakeOut(QWidget* window, int drive);
 
    private:
     void SaveAs(int drive);

@@ -180,6 +180,10 @@ void MainWindow::Command(int command) {
         case CMD_LOAD_SNAPSHOT: SnapshotDialog(true); break;
         case CMD_SAVE_SNAPSHOT: SnapshotDialog(false); break;
         case CMD_EXIT: close(); break;
+        case CMD_EJECT_A:
+        case CMD_EJECT_B:
+            if (DiskMenu::MayTakeOut(this, command == CMD_EJECT_A ? 0 : 1)) Shell_Command(command);
+            break;
         default:
             if (command >= CMD_ZOOM_1 && command < CMD_ZOOM_1 + SHELL_MAX_ZOOM)
                 SetZoom(static_cast<uint32_t>(command - CMD_ZOOM_1 + 1));
@@ -203,6 +207,7 @@ void MainWindow::Win32_InsertDiskDialog(int drive) {
     dialog.setWindowModality(Qt::WindowModal);  // the monitor window stays usable
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return;
     QString name = dialog.selectedFiles().first();
+    if (!DiskMenu::MayTakeOut(this, drive)) return;
     // The current directory follows the dialog to the chosen file's folder.
     QDir::setCurrent(QFileInfo(name).absolutePath());
     QByteArray path = QFile::encodeName(name);
@@ -264,6 +269,7 @@ void MainWindow::customEvent(QEvent* event) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    if (!DiskMenu::MayTakeOut(this, 0) || !DiskMenu::MayTakeOut(this, 1)) return event->ignore();
     event->accept();
     QApplication::quit();
 }

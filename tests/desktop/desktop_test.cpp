@@ -353,10 +353,12 @@ TEST_F(Desktop, MissingRomsAreReportedAndTheProgramEnds) {
 }  // namespace
 
 // Disk menu: a new blank disk in drive A, which the CPC then writes; the file follows a
-// few seconds later. Then Write protect A, remembered in the settings.
+// few seconds later. With its folder gone, the next write is told once. Then Write protect
+// A, remembered in the settings.
 TEST_F(Desktop, NewBlankDiskIsWrittenAndProtected) {
     Start();
-    std::string image = program_.runDirectory + "/blank.dsk";
+    std::filesystem::create_directories(program_.runDirectory + "/disks");
+    std::string image = program_.runDirectory + "/disks/blank.dsk";
     SendKeys(program_.mainWindow, {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down",
                                    "Down", "Down", "Down", "Down", "Down", "Down", "Return"});
     unsigned long dialog = WaitForWindow("New blank disk in drive A", 5000);
@@ -370,6 +372,11 @@ TEST_F(Desktop, NewBlankDiskIsWrittenAndProtected) {
     std::string blank = ReadAll(image);
     Type("SAVE\"X\"\n");
     EXPECT_TRUE(WaitFor([&] { return ReadAll(image) != blank; }, 8000));
+    std::filesystem::remove_all(program_.runDirectory + "/disks");
+    Type("SAVE\"Y\"\n");
+    unsigned long told = WaitForWindow("Brallivane", 8000);
+    ASSERT_NE(told, 0u) << "the write that failed is told";
+    SendKeys(told, {"key", "Return"});
     SendKeys(program_.mainWindow, {"key", "alt+d", "sleep", "0.3", "key", "Down", "Down", "Down",
                                    "Down", "Down", "Return"});
     EXPECT_TRUE(WaitFor([&] { return Setting("WriteProtectA") == "1"; }));

@@ -166,6 +166,12 @@ void Fdc::Play(const std::string& name, std::istream& lines) {
                 actual += entry;
             }
             EXPECT_EQ(actual, expected);
+        } else if (verb == "mark") {  // drive, track, place: ST2 of the sector's entry
+            std::string drive;
+            int track, index;
+            in >> drive >> track >> index;
+            const FDC_Track& t = disks_[drive == "B"]->tracks[track];
+            EXPECT_EQ(t.data[0x18 + 8 * index + 5], Hex(in)[0]);
         } else if (verb == "saved") {  // the image written back reads as the disk it was
             std::string drive, kind;
             in >> drive >> kind;
