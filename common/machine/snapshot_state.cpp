@@ -144,6 +144,9 @@ void Fdc(V& v, FDC_State& f) {
         Field(v, d.currentTrack), Field(v, d.sectorIndex), Field(v, d.seekEnd);
         Field(v, d.bytePosition);
     }
+    // A transfer over several sectors, and the bytes a write or format has received.
+    Field(v, f.sectorR), Field(v, f.writeBuffered), Field(v, f.writeBuffer);
+    Field(v, f.formatBytes), Field(v, f.formatIds);
 }
 
 template <typename V>
@@ -198,6 +201,7 @@ void BringIntoRange(Z80_State& z) {
     if (phase > FDC_PHASE_RESULT) phase = FDC_PHASE_COMMAND;
     size_t counterLimit = phase == FDC_PHASE_COMMAND ? FDC_MAX_COMMAND_BYTES : FDC_MAX_RESULT_BYTES;
     if (f.byteCounter >= counterLimit) f.byteCounter = 0;
+    if (f.writeBuffered >= FDC_WRITE_CHUNK) f.writeBuffered = 0;
     FDC_SetPhase(phase);
     for (FDC_Drive& d : f.drives) {
         const FDC_Track* track = FDC_CurrentTrack(d);
