@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -20,6 +21,19 @@
 namespace fs = std::filesystem;
 
 namespace {
+// Runs check in a child process as an ordinary user (nobody, when the tests run as root, who
+// may read and write any file); true when it returns true there.
+bool AsOrdinaryUser(bool (*check)()) {
+    pid_t child = fork();
+    if (child == 0) {
+        if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
+        _exit(check() ? 0 : 1);
+    }
+    int status = 0;
+    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+           WEXITSTATUS(status) == 0;
+}
+
 class DriveSlots : public ::testing::Test {
    protected:
     void SetUp() override {
@@ -120,11 +134,11 @@ TEST_F(DriveSlots, FindsFilesAndSaysWhatIsWrong) {
     EXPECT_EQ(PAL_GetProfileString("Settings", "DriveA", "none", Path("pipe.ini").c_str()), "none");
     std::string fullPath;
     EXPECT_EQ(PAL_OpenDiskFile("", std::string(PAL_MAX_PATH, 'a').c_str(), fullPath), nullptr);
-    fs::permissions(root_ / "bin/game.dsk", fs::perms::none);
-    if (geteuid() != 0) {  // root reads any file
-        EXPECT_FALSE(PAL_LoadDisk("game", 0));
-        EXPECT_NE(PAL_GetDiskLoadError(0).find("game.dsk cannot be read"), std::string::npos);
-    }
+    fs::permissions(root_ / "bin/CAPS.DSK", fs::perms::none);
+    EXPECT_TRUE(AsOrdinaryUser([] {
+        return !PAL_LoadDisk("CAPS.DSK", 0) &&
+               PAL_GetDiskLoadError(0).find("CAPS.DSK cannot be read") != std::string::npos;
+    }));
 }
 
 TEST_F(DriveSlots, EjectForgetsExitRemembers) {
@@ -209,12 +223,11 @@ TEST_F(DriveSlots, WriteProtectionAndBlankDisks) {
     WriteSector(0, 0x66);
     PAL_EjectDisk(0);
     EXPECT_EQ(FileSectorByte("blank.dsk"), 0xE5);
-    if (geteuid() != 0) {  // root may write any file
-        PAL_SetWriteProtect(0, false, false);
-        fs::permissions("blank.dsk", fs::perms::owner_read);
-        ASSERT_TRUE(PAL_LoadDisk("blank", 0));
-        EXPECT_TRUE(FDC_IsWriteProtected(0)) << "a file the user may not write";
-    }
+    PAL_SetWriteProtect(0, false, false);
+    fs::permissions("blank.dsk",
+                    fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    EXPECT_TRUE(AsOrdinaryUser([] { return PAL_LoadDisk("blank", 0) && FDC_IsWriteProtected(0); }))
+        << "a file the user may not write is inserted protected";
     // The settings through a link: the target changes, the link stays.
     fs::rename(settings_, root_ / "real.ini");
     fs::create_symlink("real.ini", settings_);
