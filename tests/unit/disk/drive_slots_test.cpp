@@ -163,6 +163,8 @@ TEST_F(DriveSlots, EjectForgetsExitRemembers) {
     EXPECT_EQ(FDC_HostDisk(0), nullptr);
     EXPECT_EQ(Key("DriveA"), "");
     EXPECT_EQ(PAL_GetDrivePath(0), "");
+    EXPECT_EQ(ReadAll(Path("bin/CAPS.DSK")), std::string(image_.begin(), image_.end()))
+        << "a disk without changes is not written";
 }
 
 // Changes reach the file two seconds after the last one, or when the disk leaves; through a
