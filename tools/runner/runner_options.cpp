@@ -444,15 +444,16 @@ RunnerParseResult Runner_ParseArguments(int argc, const char* const* argv, Runne
         for (int v = 0; v < row->values; ++v) value += (v ? "\n" : "") + std::string(argv[++i]);
         if (!row->apply(options, value, error)) return RunnerParseResult::Error;
     }
-    // The 464 alone has no disk interface: nothing could read a disk.
+    // The 464 alone has no disk interface: nothing could read a disk, and --autorun has
+    // only a tape to start.
     bool autorun = false;
     for (const RunnerAction& action : options.actions)
         autorun |= action.kind == RunnerActionKind::Autorun;
-    if (options.type == CPC_MODEL_464 &&
-        (!options.disks[0].empty() || !options.disks[1].empty() || autorun)) {
+    if (options.type == CPC_MODEL_464 && (!options.disks[0].empty() || !options.disks[1].empty() ||
+                                          (autorun && options.tape.empty()))) {
         error =
-            "the 464 has no disk interface: --disk-a, --disk-b and --autorun need --model "
-            "464fdi, 664 or 6128";
+            "the 464 has no disk interface: --disk-a and --disk-b need --model 464fdi, 664 or "
+            "6128, and --autorun needs a --tape";
         return RunnerParseResult::Error;
     }
     return RunnerParseResult::Run;
