@@ -19,11 +19,8 @@ enum class RunnerActionKind {
     Autorun,
     Wav,
     SaveSnapshot,
-<<<<<<< HEAD
     GdbWait,
-=======
     NewDisk,
->>>>>>> baa6b46 (Runner: --write-protect, --new-disk, disks written back while it runs; the 464 refuses disks and --autorun)
 };
 
 struct RunnerAction {
