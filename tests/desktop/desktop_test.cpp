@@ -244,9 +244,13 @@ TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
     WriteBytes(other, HelloDiskImage());
     insert('B', other);
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB") == other; }));
-    Keys("key alt+s sleep 0.3 key Return");
-    Answer("Return");
-    EXPECT_TRUE(WaitFor([&] { return Setting("Type") == "0"; }));
+    // On a loaded host the menu may open after the Return meant for it: try again.
+    for (int attempt = 0; attempt < 3 && Setting("Type") != "0"; ++attempt) {
+        Keys("key alt+s sleep 0.5 key Return");
+        if (unsigned long box = WaitForWindow("Brallivane", 5000)) Keys("key Return", box);
+        WaitFor([&] { return Setting("Type") == "0"; });
+    }
+    EXPECT_EQ(Setting("Type"), "0");
     Keys("key ctrl+F5");
     EXPECT_TRUE(WaitForCpcText("BASIC 1.0")) << "the 464's BASIC";
 
