@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/atomic_file.h"
 #include "platform/ini_profile.h"
 #include "platform/settings_path.h"
 
@@ -77,24 +78,10 @@ bool PAL_ReadTapeFile(const std::string& path, TAPE_Image& image, std::string& e
 bool PAL_WriteTapeRecording(const std::string& path, const std::vector<uint64_t>& edges,
                             std::string& error) {
     std::vector<uint8_t> bytes = TAPE_EncodeRecording(edges);
-    std::string temporary = path + ".tmp" + std::to_string(getpid());
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    bool written = file && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
-                   std::fflush(file) == 0 && fsync(fileno(file)) == 0;
-    int problem = errno;
-    if (file && std::fclose(file) != 0 && written) {
-        written = false;
-        problem = errno;
-    }
-    if (written && std::rename(temporary.c_str(), path.c_str()) != 0) {
-        written = false;
-        problem = errno;
-    }
-    if (!written) {
-        if (file) std::remove(temporary.c_str());
-        error = path + ": cannot write the recording: " + std::strerror(problem);
-    }
-    return written;
+    std::string why;
+    if (PAL_WriteFileAtomically(path, bytes.data(), bytes.size(), why)) return true;
+    error = path + ": cannot write the recording: " + why;
+    return false;
 }
 
 std::string PAL_InsertTapeFile(const char* path) {

@@ -10,22 +10,12 @@
 #include <string>
 
 #include "common/host_services.h"
+#include "platform/atomic_file.h"
 
 namespace {
 
 std::string Reason(const char* path, const char* what) {
     return std::string(path) + ": " + what + ": " + std::strerror(errno);
-}
-
-bool WriteAll(int fd, const uint8_t* data, size_t size) {
-    while (size > 0) {
-        ssize_t done = write(fd, data, size);
-        if (done < 0 && errno == EINTR) continue;
-        if (done <= 0) return false;
-        data += done;
-        size -= static_cast<size_t>(done);
-    }
-    return true;
 }
 
 }  // namespace
@@ -62,24 +52,8 @@ bool PAL_ReadWholeFile(const char* path, size_t limit, std::string& bytes, std::
 
 bool PAL_WriteFileAtomically(const char* path, const uint8_t* data, size_t size,
                              std::string& error) {
-    std::string temporary = std::string(path) + ".XXXXXX";
-    int fd = mkstemp(&temporary[0]);
-    if (fd < 0) {
-        error = Reason(path, "cannot create a new file beside it");
-        return false;
-    }
-    struct stat original;
-    fchmod(fd, stat(path, &original) == 0 ? (original.st_mode & 07777) : 0644);
-    bool written = WriteAll(fd, data, size) && fsync(fd) == 0;
-    const char* what = "cannot write it";
-    if (close(fd) != 0) written = false;
-    if (written && std::rename(temporary.c_str(), path) != 0) {
-        written = false;
-        what = "cannot replace it";
-    }
-    if (!written) {
-        error = Reason(path, what);
-        unlink(temporary.c_str());
-    }
-    return written;
+    std::string why;
+    if (PAL_WriteFileAtomically(std::string(path), data, size, why)) return true;
+    error = std::string(path) + ": cannot write it: " + why;
+    return false;
 }

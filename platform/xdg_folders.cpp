@@ -14,7 +14,7 @@ constexpr const char* kRunFolderRoms = "../ROM/";
 
 std::string XdgFolder(const char* variable, const char* underHome) {
     const char* value = std::getenv(variable);
-    // The base directory specification ignores relative paths.
+    // XDG folders given as relative paths are ignored, as freedesktop.org asks.
     if (value && value[0] == '/') return std::string(value) + "/brallivane/";
     const char* home = std::getenv("HOME");
     if (!home || !*home) return {};
