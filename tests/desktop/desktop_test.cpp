@@ -21,6 +21,7 @@
 #include "tape_writer.h"
 #include "temp_folder.h"
 #include "x11_session.h"
+#include "x11_test_base.h"
 
 namespace {
 
@@ -37,21 +38,8 @@ void Sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-class Desktop : public ::testing::Test {
+class Desktop : public X11Test {
    protected:
-    static void SetUpTestSuite() {
-        display_ = StartXServer(&why_);
-        if (display_.empty()) return;
-        setenv("DISPLAY", display_.c_str(), 1);
-        static int argc = 1;
-        static char name[] = "desktop_tests";
-        static char* argv[] = {name, nullptr};
-        app_ = std::make_unique<QGuiApplication>(argc, argv);
-    }
-    static void TearDownTestSuite() {
-        app_.reset();
-        StopXServer();
-    }
     void SetUp() override {
         if (display_.empty()) GTEST_SKIP() << why_;
         if (!std::filesystem::exists(RomDirectory() + "/CPC6128.rom"))
@@ -130,8 +118,6 @@ class Desktop : public ::testing::Test {
         Monitor().save(QString::fromStdString(std::string(folder) + "/" + name + "-monitor.png"));
     }
 
-    static inline std::string display_, why_;
-    static inline std::unique_ptr<QGuiApplication> app_;
     std::vector<uint8_t> charset_;
     DesktopProgram program_;
 };

@@ -17,6 +17,7 @@
 #include "screen_reading.h"
 #include "tape_writer.h"
 #include "x11_session.h"
+#include "x11_test_base.h"
 
 namespace {
 
@@ -26,21 +27,8 @@ const std::string kRogue = std::filesystem::weakly_canonical(
 const std::string kRoms = std::string(BRALLIVANE_SHARED_DIR) + "/roms";
 constexpr double kCpcRatio = 768.0 / 540.0;
 
-class LinuxDesktop : public ::testing::Test {
+class LinuxDesktop : public X11Test {
    protected:
-    static void SetUpTestSuite() {
-        display_ = StartXServer(&why_);
-        if (display_.empty()) return;
-        setenv("DISPLAY", display_.c_str(), 1);
-        static int argc = 1;
-        static char name[] = "linux_desktop_tests";
-        static char* argv[] = {name, nullptr};
-        app_ = std::make_unique<QGuiApplication>(argc, argv);
-    }
-    static void TearDownTestSuite() {
-        app_.reset();
-        StopXServer();
-    }
     void SetUp() override {
         if (display_.empty()) GTEST_SKIP() << why_;
         if (!std::filesystem::exists(kRoms + "/CPC6128.rom") || !std::filesystem::exists(kRogue))
@@ -106,8 +94,6 @@ class LinuxDesktop : public ::testing::Test {
         return box;
     }
 
-    static inline std::string display_, why_;
-    static inline std::unique_ptr<QGuiApplication> app_;
     std::vector<uint8_t> charset_;
     std::string settings_;
     DesktopProgram program_;
