@@ -3,8 +3,9 @@
 # run several times, with the median:
 #   - a CPC 6128 boots and runs a BASIC program that prints, computes and plays notes for
 #     30 emulated seconds, in "Best" and in "Fastest", then the same with the sound
-#     written to a WAV file; the figure is emulated microseconds per host millisecond
-#     (1000 is real time);
+#     written to a WAV file, then in "Best" with a memory watchpoint set that the program
+#     never hits; the figure is emulated microseconds per host millisecond (1000 is real
+#     time);
 #   - the ZEXDOC exerciser on the processor alone (a fixed set of its groups), in
 #     instructions per second.
 #
@@ -84,7 +85,7 @@ PROGRAM='10 FOR i=1 TO 1000000:x=SIN(i)*SQR(i):PRINT i;x:IF i MOD 20=0 THEN SOUN
 BASIC_SECONDS=30
 ZEXDOC_GROUPS=("aluop a,nn" "<inc,dec>" "ld <bcdehla>,<bcdehla>")
 
-WORKLOADS=(basic-best basic-fastest basic-best-wav basic-fastest-wav zexdoc)
+WORKLOADS=(basic-best basic-fastest basic-best-wav basic-fastest-wav basic-best-watch zexdoc)
 # Checked but not timed: every screen mode with changing inks, CRTC registers rewritten
 # every frame (both variants and types), and a machine-code program loaded from disk.
 MODES_PROGRAM='10 FOR m=0 TO 2:MODE m:FOR i=0 TO 15:INK i,(i*5+m) MOD 27:PEN i:PRINT "Brallivane";i;:NEXT:BORDER m*9,m*3:FOR t=1 TO 400:NEXT:NEXT:GOTO 10\nRUN\n'
@@ -98,6 +99,7 @@ describe() {
         basic-fastest) echo "6128 BASIC, Fastest" ;;
         basic-best-wav) echo "6128 BASIC, Best, WAV" ;;
         basic-fastest-wav) echo "6128 BASIC, Fastest, WAV" ;;
+        basic-best-watch) echo "6128 BASIC, Best, watchpoint" ;;
         modes-best) echo "6128 screen modes, Best" ;;
         modes-fastest) echo "6128 screen modes, Fastest" ;;
         crtc-best) echo "6128 CRTC rewritten, Best" ;;
@@ -116,6 +118,12 @@ workload_command() {
         basic-best) CMD=("$runner" "${machine[@]}" "${session[@]}" --bench) ;;
         basic-fastest) CMD=("$runner" "${machine[@]}" --fast "${session[@]}" --bench) ;;
         basic-best-wav) CMD=("$runner" "${machine[@]}" --wav "$2/best.wav" "${session[@]}" --bench) ;;
+        basic-best-watch)
+            # A write watchpoint the program never hits puts every write through the
+            # watch check.
+            CMD=("$runner" "${machine[@]}" --until-text Ready --monitor "WP W 8000 80FF"
+                --type "$PROGRAM" --run-ms $((BASIC_SECONDS * 1000)) --bench)
+            ;;
         basic-fastest-wav)
             CMD=("$runner" "${machine[@]}" --fast --wav "$2/fastest.wav" "${session[@]}" --bench)
             ;;
