@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "common/remote/remote.h"
+#include "common/remote/spin_tuner.h"
 
 namespace {
 
@@ -38,6 +39,7 @@ struct Server {
     bool noAckAsked = false;
     bool awaiting = false;  // a packet of this client is with the emulation thread
     bool spin = false;      // its answer has not been looked for yet
+    Rsp_SpinTuner tuner;    // whether to look for the client's next packet before poll
     Rsp_Framer framer;
     char frame[RSP_REPLY_SIZE + 4];
     size_t frameLength = 0;  // the last answer, for a "-"
@@ -99,6 +101,10 @@ void OnEvent(Server& s, Rsp_Event event) {
     Rsp_Link& link = g_RemoteLink;
     switch (event) {
         case RSP_PACKET:
+            s.tuner.OnPacket(
+                static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                          std::chrono::steady_clock::now().time_since_epoch())
+                                          .count()));
             // One packet at a time: GDB waits for each answer; anything else is dropped.
             if (s.awaiting || link.phase.load(std::memory_order_acquire) != RSP_IDLE) {
                 Acknowledge(s, '+');
@@ -181,8 +187,8 @@ void Serve(Server& s) {
         }
         TakeReply(s);
         // GDB's stack scans send the next packet within microseconds of an answer: look
-        // for it before sleeping in poll, which would cost a wake-up per packet.
-        if (s.client >= 0 && !s.awaiting) {
+        // for it before sleeping in poll, where a wake-up costs more than the looking.
+        if (s.client >= 0 && !s.awaiting && s.tuner.Spin()) {
             auto until = std::chrono::steady_clock::now() + kClientSpin;
             bool came = false;
             while (s.client >= 0 && !came && std::chrono::steady_clock::now() < until)
