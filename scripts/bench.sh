@@ -7,7 +7,12 @@
 #     never hits; the figure is emulated microseconds per host millisecond (1000 is real
 #     time);
 #   - the ZEXDOC exerciser on the processor alone (a fixed set of its groups), in
-#     instructions per second.
+#     instructions per second;
+#   - when GDB for the Z80 is at hand (BRALLIVANE_GDB, default
+#     ../shared/tools/z80-unknown-elf-gdb), the cost of its stepi through the remote
+#     debugger at the firmware's keyboard wait, in milliseconds: without symbols GDB
+#     scans the stack from SP to the top of memory several times per step, in tens of
+#     thousands of small reads, so this measures the answer time per packet.
 #
 #   scripts/bench.sh [--runs N] [--roms DIR] [--check [--reference DIR]]
 #     --runs N         runs of each workload (default 5)
@@ -227,6 +232,40 @@ run_check() {
     return 1
 }
 
+# GDB attaches to a runner waiting at BASIC's prompt, stops at the keyboard wait and
+# steps; prints the milliseconds per stepi.
+GDB_STEPS=3
+measure_gdb_stepi() {
+    local log=$work/gdb-runner.txt port="" i
+    "$runner" --model 6128 --roms "$roms" --no-trace --gdb 0 --until-text Ready --gdb-wait \
+        >"$log" 2>&1 &
+    local pid=$!
+    for ((i = 0; i < 300; i++)); do
+        if grep -q '^gdb: waiting for a client' "$log"; then
+            port=$(sed -n 's/^gdb: listening on port \([0-9]*\)$/\1/p' "$log")
+            break
+        fi
+        sleep 0.1
+    done
+    {
+        echo "target remote 127.0.0.1:$port"
+        echo "break *0x1bbf"
+        echo "continue"
+        echo "shell date +%s%N >$work/gdb-start"
+        for ((i = 0; i < GDB_STEPS; i++)); do echo "stepi"; done
+        echo "shell date +%s%N >$work/gdb-end"
+        echo "detach"
+    } >"$work/steps.gdb"
+    if [ -z "$port" ] || ! "$gdb" -nx -batch -x "$work/steps.gdb" >"$work/gdb.txt" 2>&1; then
+        echo "bench.sh: the GDB session failed:" >&2
+        tail -5 "$log" "$work/gdb.txt" >&2
+        kill "$pid" 2>/dev/null
+        exit 1
+    fi
+    wait "$pid"
+    echo $((($(cat "$work/gdb-end") - $(cat "$work/gdb-start")) / 1000000 / GDB_STEPS))
+}
+
 median() {
     printf '%s\n' "$@" | sort -n | sed -n "$(( ($# + 1) / 2 ))p"
 }
@@ -249,3 +288,13 @@ for workload in "${WORKLOADS[@]}"; do
     fi
     printf '%-26s %10s  %-18s %s\n' "$(describe "$workload")" "$middle" "$unit" "${figures[*]}"
 done
+
+gdb=${BRALLIVANE_GDB:-../shared/tools/z80-unknown-elf-gdb}
+if [ -x "$gdb" ]; then
+    figures=()
+    for ((run = 0; run < runs; run++)); do figures+=("$(measure_gdb_stepi)"); done
+    printf '%-26s %10s  %-18s %s\n' "GDB stepi, no symbols" "$(median "${figures[@]}")" \
+        "ms per stepi" "${figures[*]}"
+else
+    echo "(no GDB for the Z80 at $gdb: its stepi is not measured)"
+fi
