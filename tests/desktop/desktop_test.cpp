@@ -223,6 +223,12 @@ TEST_F(Desktop, DiskInsertSwapEjectAndRun) {
     // Disk menu: Insert A, Eject A, Insert B, Eject B.
     Keys("key alt+d sleep 0.3 key Down Down Down Return");
     EXPECT_TRUE(WaitFor([&] { return Setting("DriveB").empty(); }));
+    // Disk menu, Recent disks (its last item), the first entry: the latest disk goes back
+    // into drive A. Then Eject A.
+    Keys("key alt+d sleep 0.3 key Up sleep 0.2 key Right sleep 0.3 key Return");
+    EXPECT_TRUE(WaitFor([&] { return Setting("DriveA") == image; }));
+    Keys("key alt+d sleep 0.3 key Down Return");
+    EXPECT_TRUE(WaitFor([&] { return Setting("DriveA").empty(); }));
 
     // A disk from a folder where ../ROM/ is no ROM folder: the next restart (as a 464, OK)
     // still finds the ROM images.
