@@ -363,7 +363,8 @@ bool Player::Play(const FileBlock& block, std::string& name) {
         case 0x32: {
             // Text entries: type, length, text.
             size_t at = 3;
-            for (uint32_t i = 0; i < b[2] && at + 2 <= n; ++i) {
+            const uint32_t entries = n >= 3 ? b[2] : 0;
+            for (uint32_t i = 0; i < entries && at + 2 <= n; ++i) {
                 size_t length = b[at + 1];
                 if (at + 2 + length > n) break;
                 std::string text = Printable(b + at + 2, length);
