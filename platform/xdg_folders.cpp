@@ -43,10 +43,15 @@ std::string PAL_XdgRomDirectory() {
     return folder.empty() ? folder : folder + "ROM/";
 }
 
-std::string PAL_ChooseRomDirectory() {
+std::string PAL_DefaultRomDirectory() {
     std::string user = PAL_XdgRomDirectory();
     bool useUser = !IsDirectory(kRunFolderRoms) && !user.empty() && IsDirectory(user);
-    PAL_SetRomDirectory(useUser ? user.c_str() : kRunFolderRoms);
+    return useUser ? user : kRunFolderRoms;
+}
+
+std::string PAL_ChooseRomDirectory() {
+    std::string user = PAL_XdgRomDirectory();
+    PAL_SetRomDirectory(PAL_DefaultRomDirectory().c_str());
     std::string runFolder = fs::absolute(kRunFolderRoms).lexically_normal().string();
     return user.empty() ? runFolder : runFolder + " and " + user;
 }

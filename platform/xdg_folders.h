@@ -11,7 +11,9 @@ bool PAL_InRunFolder();
 std::string PAL_XdgSettingsPath();
 // $XDG_DATA_HOME/brallivane/ROM/, or "" when neither it nor HOME is set.
 std::string PAL_XdgRomDirectory();
-// The ROM folder of the desktop program: ../ROM/ when it exists, else the user's data
-// folder when it exists, else ../ROM/ again. Returns the folders it looked in, for the
-// message of a machine that cannot start.
+// The ROM folder of a program given none: ../ROM/ when it exists, else the user's data
+// folder when it exists, else ../ROM/ again.
+std::string PAL_DefaultRomDirectory();
+// Sets the desktop program's ROM folder to the default one. Returns the folders it
+// looked in, for the message of a machine that cannot start.
 std::string PAL_ChooseRomDirectory();

@@ -2,7 +2,7 @@
 # The Debian package of a build: cpack makes it; it holds the files listed, depends on the
 # libraries the programs link, registers the MIME types by their first bytes, has the
 # runner's manual page, runs from where it installs (the trace library found through the
-# run path) and passes lintian without an error.
+# run path, the ROM images in the user's data folder) and passes lintian without an error.
 # Arguments: the build folder, the list of files, the firmware folder.
 set -eu
 build=$1 expected=$2 roms=$3
@@ -31,8 +31,14 @@ zcat "$root/usr/share/man/man1/brallivane-run.1.gz" | grep -q "autorun" ||
     fail "the manual page does not describe --autorun"
 
 if [ -f "$roms/CPC6128.rom" ]; then
-    (cd "$work" && "$root/usr/bin/brallivane-run" --roms "$roms" --until-text Ready > /dev/null)
-    [ -s "$work/Zindrel.log" ] || fail "the installed runner did not find its trace library"
+    # Started outside a run folder, with the ROM images where a user of the package puts
+    # them.
+    mkdir -p "$work/home/.local/share/brallivane" "$work/away"
+    cp -r "$roms" "$work/home/.local/share/brallivane/ROM"
+    (cd "$work/away" && env -u XDG_DATA_HOME HOME="$work/home" \
+        "$root/usr/bin/brallivane-run" --until-text Ready > /dev/null) ||
+        fail "the installed runner did not start with the ROM images in the user's folder"
+    [ -s "$work/away/Zindrel.log" ] || fail "the installed runner did not find its trace library"
 fi
 if command -v lintian > /dev/null; then
     lintian --fail-on error "$deb" > "$work/lintian" 2>&1 || fail "lintian: $(cat "$work/lintian")"

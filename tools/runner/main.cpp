@@ -18,6 +18,7 @@
 #include "platform/drive_slots.h"
 #include "platform/remote_server.h"
 #include "platform/settings_path.h"
+#include "platform/xdg_folders.h"
 #include "tools/runner/runner_disks.h"
 #include "tools/runner/runner_machine.h"
 #include "tools/runner/runner_options.h"
@@ -284,6 +285,7 @@ int main(int argc, char** argv) {
         options.type = snapshot.model;
     }
     uint8_t type = options.fast ? (options.type | CPC_TYPE_SPEED_BITS) : options.type;
+    if (options.romDirectory.empty()) options.romDirectory = PAL_DefaultRomDirectory();
     if (!Runner_StartMachine(machine, type, options.crtcType, options.romDirectory, error)) {
         return Fail(error, EXIT_NO_MACHINE);
     }

@@ -35,7 +35,7 @@ struct RunnerOptions {
     // Machine options.
     uint8_t type = 0xC2;  // configuration byte of the machine (6128)
     uint8_t crtcType = 1;
-    std::string romDirectory = "../ROM/";
+    std::string romDirectory;  // empty: ../ROM/, else the user's data folder
     bool fast = false;  // "Fastest": line-based CRTC and thread-driven sound (CPC_TYPE_SPEED_BITS)
     bool realtime = false;
     bool keepGoing = false;
