@@ -16,19 +16,12 @@
 #include <new>
 
 #include "common/disk/dsk.h"
+#include "common/disk/dsk_layout.h"
 #include "common/xtools/xtools.h"
 
 namespace {
-constexpr size_t kInfoBlockSize = 0x100;
+using namespace dsk_layout;
 constexpr size_t kSignatureLength = 8;
-constexpr size_t kTrackCountOffset = 0x30;
-constexpr size_t kSideCountOffset = 0x31;
-constexpr size_t kTrackSizeOffset = 0x32;       // standard image: 16 bits
-constexpr size_t kTrackSizeTableOffset = 0x34;  // extended image: one byte per track
-constexpr size_t kMaxExtendedTracks = kInfoBlockSize - kTrackSizeTableOffset;
-constexpr size_t kSectorCountOffset = 0x15;
-constexpr size_t kSectorEntriesOffset = 0x18;
-constexpr size_t kSectorEntrySize = 8;
 constexpr size_t kMaxSectorEntries = (kInfoBlockSize - kSectorEntriesOffset) / kSectorEntrySize;
 
 uint16_t Read16(const uint8_t* bytes) {

@@ -9,19 +9,12 @@
 #include <cstring>
 
 #include "common/disk/dsk.h"
+#include "common/disk/dsk_layout.h"
 #include "common/xtools/xtools.h"
 
 namespace {
-constexpr size_t kInfoBlockSize = 0x100;
-constexpr size_t kTrackCountOffset = 0x30;
-constexpr size_t kSideCountOffset = 0x31;
-constexpr size_t kTrackSizeOffset = 0x32;
-constexpr size_t kTrackSizeTableOffset = 0x34;
-constexpr size_t kMaxExtendedTracks = kInfoBlockSize - kTrackSizeTableOffset;
+using namespace dsk_layout;
 constexpr size_t kMaxExtendedBlock = 0xFF * 256;
-constexpr size_t kSectorCountOffset = 0x15;
-constexpr size_t kSectorEntriesOffset = 0x18;
-constexpr size_t kSectorEntrySize = 8;
 constexpr size_t kCreatorOffset = 0x22;
 constexpr char kStandardSignature[] = "MV - CPCEMU Disk-File\r\nDisk-Info\r\n";
 constexpr char kExtendedSignature[] = "EXTENDED CPC DSK File\r\nDisk-Info\r\n";
@@ -50,7 +43,7 @@ bool KeepsStandardLayout(const FDC_Disk& disk) {
         const FDC_Track& track = disk.tracks[t];
         if (!track.data || track.dataSize != disk.standardTrackSize) return false;
         for (int j = 0; j < track.sectorCount; ++j) {
-            uint8_t N = track.data[kSectorEntriesOffset + j * kSectorEntrySize + 3];
+            uint8_t N = track.data[kSectorEntriesOffset + j * kSectorEntrySize + kEntryNOffset];
             if (N > 8 || track.sectors[j].size != (128u << N)) return false;
         }
     }
@@ -88,7 +81,8 @@ std::vector<uint8_t> SaveExtended(const FDC_Disk& disk) {
             const FDC_Sector& sector = track.sectors[j];
             size_t offset = static_cast<size_t>(sector.data - track.data);
             size_t size = offset >= kept ? 0 : std::min<size_t>(sector.size, kept - offset);
-            Put16(block + kSectorEntriesOffset + j * kSectorEntrySize + 6, size);
+            Put16(block + kSectorEntriesOffset + j * kSectorEntrySize + kEntryByteCountOffset,
+                  size);
         }
     }
     return image;

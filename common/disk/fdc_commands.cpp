@@ -1,6 +1,7 @@
 // The controller's command table and its command handlers. Drive means command byte 1
 // & 3, head command byte 1 & 4; unsupported requests are traced and answered with a
 // failure result (ST0 = 0x88 plus the drive), never by stopping the machine.
+#include "common/disk/dsk_layout.h"
 #include "common/disk/fdc_internal.h"
 #include "common/machine/machine.h"
 #include "common/xtools/xtools.h"
@@ -14,11 +15,6 @@ constexpr uint8_t kSt3Fault = 0x80;
 constexpr uint8_t kSt3WriteProtected = 0x40;
 constexpr uint8_t kSt3Ready = 0x20;
 constexpr uint8_t kSt3Track0 = 0x10;
-constexpr uint8_t kMultiTrack = 0x80;
-
-FDC_State& Fdc() {
-    return g_Machine.fdc;
-}
 uint8_t DriveOf(const FDC_State& fdc) {
     return FDC_DriveOf(fdc);
 }
@@ -27,14 +23,15 @@ uint8_t HeadOf(const FDC_State& fdc) {
 }
 // N as the sector's ID gives it in the image.
 uint8_t SizeCode(const FDC_Track& track, int index) {
-    return track.data[0x18 + 8 * index + 3];
+    return track.data[dsk_layout::kSectorEntriesOffset + dsk_layout::kSectorEntrySize * index +
+                      dsk_layout::kEntryNOffset];
 }
 void SetResult(uint8_t st0, uint8_t st1, uint8_t st2, uint8_t c, uint8_t h, uint8_t r, uint8_t n) {
     FDC_SetResult(st0, st1, st2, c, h, r, n);
 }
 
 void FailReadData(bool wrongCylinder) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     uint8_t drive = DriveOf(fdc);
     XT_Trace("FDC_ReadData(): Command failed.");
@@ -75,7 +72,7 @@ uint8_t FDC_HeadOf(const FDC_State& fdc) {
 
 void FDC_SetResult(uint8_t st0, uint8_t st1, uint8_t st2, uint8_t c, uint8_t h, uint8_t r,
                    uint8_t n) {
-    uint8_t* result = Fdc().result;
+    uint8_t* result = FDC_Current().result;
     result[0] = st0, result[1] = st1, result[2] = st2;
     result[3] = c, result[4] = h, result[5] = r, result[6] = n;
 }
@@ -94,7 +91,7 @@ int FDC_FindSector(const FDC_Track& track, int start, uint8_t R) {
 // head is, so an interleaved track reads in ID order and duplicated IDs are taken as they
 // come round.
 bool FDC_NextSectorOfTransfer(FDC_Drive& drive, const FDC_Track& track) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     int next = (drive.sectorIndex + 1) % track.sectorCount;
     if (fdc.sectorR == fdc.command[6]) {  // EOT
         drive.sectorIndex = static_cast<uint8_t>(next);
@@ -153,13 +150,13 @@ const FDC_Command FDC_COMMANDS[32] = {
 };
 
 void FDC_Specify() {
-    const uint8_t* cmd = Fdc().command;
+    const uint8_t* cmd = FDC_Current().command;
     XT_Trace("FDC_Specify(): %02XH %02XH %02XH", cmd[0], cmd[1], cmd[2]);
     FDC_EnterCommandPhase();
 }
 
 void FDC_Recalibrate() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     XT_Trace("FDC_Recalibrate(): %02XH %02XH", fdc.command[0], fdc.command[1]);
     uint8_t drive = DriveOf(fdc);
     if (drive <= 1) {
@@ -174,7 +171,7 @@ void FDC_Recalibrate() {
 }
 
 void FDC_Seek() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     XT_Trace("FDC_Seek(): %02XH %02XH %02XH", cmd[0], cmd[1], cmd[2]);
     uint8_t drive = DriveOf(fdc);
@@ -194,7 +191,7 @@ void FDC_Seek() {
 }
 
 void FDC_SenseIS() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     XT_Trace("FDC_SenseIS(): %02XH", fdc.command[0]);
     FDC_Drive* drive = fdc.drives[0].seekEnd   ? &fdc.drives[0]
                        : fdc.drives[1].seekEnd ? &fdc.drives[1]
@@ -211,7 +208,7 @@ void FDC_SenseIS() {
 }
 
 void FDC_SenseDS() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     XT_Trace("FDC_SenseDS(): %02XH %02XH", fdc.command[0], fdc.command[1]);
     uint8_t drive = DriveOf(fdc);
     uint8_t head = HeadOf(fdc);
@@ -228,7 +225,7 @@ void FDC_SenseDS() {
 }
 
 void FDC_ReadID() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     uint8_t drive = DriveOf(fdc);
     const FDC_Track* track = nullptr;
@@ -254,12 +251,12 @@ void FDC_ReadID() {
 }
 
 void FDC_ReadData() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     XT_Trace("FDC_ReadData(): %02XH %02XH %02XH %02XH %02XH %02XH %02XH %02XH %02XH", cmd[0],
              cmd[1], cmd[2], cmd[3], cmd[4], cmd[5], cmd[6], cmd[7], cmd[8]);
     uint8_t drive = DriveOf(fdc);
-    if (cmd[0] & kMultiTrack) {
+    if (cmd[0] & FDC_MULTI_TRACK) {
         XT_Trace("* FDC_ReadData(): MT reads not supported.");
         return FailReadData(false);
     }
@@ -293,7 +290,7 @@ void FDC_ReadData() {
 }
 
 uint8_t FDC_ReadDataByte() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     if (fdc.commandIndex != FDC_READ_DATA) {
         XT_Trace("* FDC_in(): Invalid read 3");
         return 0;
@@ -318,7 +315,7 @@ uint8_t FDC_ReadDataByte() {
 }
 
 void FDC_InvalidCmd() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     XT_Trace(kInvalidCommandFormats[fdc.byteCounter], cmd[0], cmd[1], cmd[2], cmd[3], cmd[4],
              cmd[5], cmd[6], cmd[7], cmd[8]);

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "common/disk/fdc.h"
+#include "common/machine/machine.h"
 
 struct FDC_Command {
     void (*handler)();  // none: answered by FDC_InvalidCmd
@@ -16,6 +17,13 @@ constexpr uint8_t FDC_READ_DATA = 6;
 constexpr uint8_t FDC_WRITE_DATA = 5;
 constexpr uint8_t FDC_WRITE_DELETED_DATA = 9;
 constexpr uint8_t FDC_FORMAT_TRACK = 13;
+
+constexpr uint8_t FDC_MULTI_TRACK = 0x80;  // the MT bit of a command's first byte
+
+// The controller of the machine.
+inline FDC_State& FDC_Current() {
+    return g_Machine.fdc;
+}
 
 // Status bits of the result bytes.
 constexpr uint8_t FDC_ST0_FAILED = 0x88;  // abnormal termination, not ready

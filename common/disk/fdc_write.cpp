@@ -8,22 +8,16 @@
 #include <cstring>
 #include <new>
 
+#include "common/disk/dsk_layout.h"
 #include "common/disk/fdc_internal.h"
 #include "common/machine/machine.h"
 #include "common/xtools/xtools.h"
 
 namespace {
-constexpr uint8_t kMultiTrack = 0x80;
-constexpr size_t kSectorEntriesOffset = 0x18;
-constexpr size_t kSectorEntrySize = 8;
-constexpr size_t kEntrySt2Offset = 5;
-
-FDC_State& Fdc() {
-    return g_Machine.fdc;
-}
+using namespace dsk_layout;
 
 void Fail(uint8_t st0, uint8_t st1, uint8_t st2) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     XT_Trace("FDC_Write(): Command failed: %02XH %02XH %02XH.", st0, st1, st2);
     if (fdc.commandIndex == FDC_FORMAT_TRACK)
@@ -36,7 +30,7 @@ void Fail(uint8_t st0, uint8_t st1, uint8_t st2) {
 // The drive a write command may change, or none after answering the command with its
 // failure.
 FDC_Drive* WritableDrive() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     uint8_t drive = FDC_DriveOf(fdc);
     uint8_t head = FDC_HeadOf(fdc);
     if (drive > 1 || head || !fdc.drives[drive].disk || !FDC_CurrentTrack(fdc.drives[drive])) {
@@ -51,16 +45,17 @@ FDC_Drive* WritableDrive() {
 }
 
 void EnterWriting() {
-    Fdc().mainStatus = FDC_MSR_WRITING;
+    FDC_Current().mainStatus = FDC_MSR_WRITING;
     FDC_SetPhase(FDC_PHASE_EXECUTION);
 }
 
 void StartWrite() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     XT_Trace("FDC_WriteData(): %02XH %02XH %02XH %02XH %02XH %02XH %02XH %02XH %02XH", cmd[0],
              cmd[1], cmd[2], cmd[3], cmd[4], cmd[5], cmd[6], cmd[7], cmd[8]);
-    if (cmd[0] & kMultiTrack) return Fail(FDC_ST0_ABNORMAL | FDC_DriveOf(fdc), FDC_ST1_NO_DATA, 0);
+    if (cmd[0] & FDC_MULTI_TRACK)
+        return Fail(FDC_ST0_ABNORMAL | FDC_DriveOf(fdc), FDC_ST1_NO_DATA, 0);
     FDC_Drive* d = WritableDrive();
     if (!d) return;
     if (d->currentTrack != cmd[2])
@@ -80,7 +75,7 @@ void StartWrite() {
 // Puts the gathered bytes into the sector they belong to; at the sector's end also its
 // deleted-data mark.
 void CommitWrite(FDC_Track& track, const FDC_Drive& d, bool sectorDone) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const FDC_Sector& sector = track.sectors[d.sectorIndex];
     size_t first = static_cast<size_t>(d.bytePosition - fdc.writeBuffered);
     size_t offset = static_cast<size_t>(sector.data - track.data);
@@ -121,7 +116,7 @@ void InstallTrack(FDC_Disk& disk, FDC_Track& track, const std::vector<uint8_t>& 
 }
 
 void FinishFormat(FDC_Drive& d) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     int count = cmd[3] < FDC_MAX_FORMAT_SECTORS ? cmd[3] : FDC_MAX_FORMAT_SECTORS;
     FDC_Track& track = d.disk->tracks[d.currentTrack];
@@ -145,7 +140,7 @@ void FDC_WriteDeletedData() {
 }
 
 void FDC_WriteDataByte(uint8_t value) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     FDC_Drive& d = fdc.drives[fdc.executionDrive];
     FDC_Track* track =
         d.disk && d.currentTrack < d.disk->trackCount ? &d.disk->tracks[d.currentTrack] : nullptr;
@@ -160,7 +155,7 @@ void FDC_WriteDataByte(uint8_t value) {
 }
 
 void FDC_FormatTrack() {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     const uint8_t* cmd = fdc.command;
     XT_Trace("FDC_FormatTrack(): %02XH %02XH %02XH %02XH %02XH %02XH", cmd[0], cmd[1], cmd[2],
              cmd[3], cmd[4], cmd[5]);
@@ -173,7 +168,7 @@ void FDC_FormatTrack() {
 }
 
 void FDC_FormatByte(uint8_t value) {
-    FDC_State& fdc = Fdc();
+    FDC_State& fdc = FDC_Current();
     if (fdc.formatBytes < sizeof fdc.formatIds) fdc.formatIds[fdc.formatBytes] = value;
     ++fdc.formatBytes;
     if (fdc.formatBytes >= fdc.command[3] * 4) FinishFormat(fdc.drives[fdc.executionDrive]);
